@@ -1,0 +1,8 @@
+# kvo_build_settings: what every target of this project is compiled and linked with.
+include(CompilerWarnings)
+include(Hardening)
+include(Sanitizers)
+
+add_library(kvo_build_settings INTERFACE)
+target_compile_features(kvo_build_settings INTERFACE cxx_std_20)
+target_link_libraries(kvo_build_settings INTERFACE kvo_warnings kvo_hardening kvo_sanitizers)
