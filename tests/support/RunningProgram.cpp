@@ -1,0 +1,124 @@
+#include "support/RunningProgram.h"
+
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <system_error>
+#include <thread>
+
+namespace kvo::bootloadertms::testing {
+
+namespace {
+
+using std::chrono::steady_clock;
+
+constexpr std::chrono::milliseconds kPause{5};
+
+std::vector<char*> Pointers(std::vector<std::string>& texts) {
+  std::vector<char*> pointers;
+  for (std::string& text : texts) {
+    pointers.push_back(text.data());
+  }
+  pointers.push_back(nullptr);
+  return pointers;
+}
+
+std::vector<std::string> Environment(const std::map<std::string, std::string>& additions) {
+  std::vector<std::string> environment;
+  for (const auto& [name, value] : additions) {
+    environment.push_back(name + "=" + value);
+  }
+  for (char** entry = environ; *entry != nullptr; ++entry) {
+    const std::string text = *entry;
+    if (additions.count(text.substr(0, text.find('='))) == 0) {
+      environment.push_back(text);
+    }
+  }
+  return environment;
+}
+
+class SpawnActions {
+ public:
+  SpawnActions() { ::posix_spawn_file_actions_init(&actions_); }
+  SpawnActions(const SpawnActions&) = delete;
+  SpawnActions& operator=(const SpawnActions&) = delete;
+  ~SpawnActions() { ::posix_spawn_file_actions_destroy(&actions_); }
+
+  void OpenAs(int descriptor, const std::string& path, int flags) {
+    ::posix_spawn_file_actions_addopen(&actions_, descriptor, path.c_str(), flags, 0600);
+  }
+  const posix_spawn_file_actions_t* Get() const { return &actions_; }
+
+ private:
+  posix_spawn_file_actions_t actions_{};
+};
+
+}  // namespace
+
+RunningProgram::RunningProgram(const std::vector<std::string>& command,
+                               const std::map<std::string, std::string>& environment) {
+  std::vector<std::string> arguments = command;
+  std::vector<std::string> variables = Environment(environment);
+  SpawnActions actions;
+  actions.OpenAs(STDIN_FILENO, "/dev/null", O_RDONLY);
+  actions.OpenAs(STDOUT_FILENO, folder_.Path("out"), O_WRONLY | O_CREAT);
+  actions.OpenAs(STDERR_FILENO, folder_.Path("err"), O_WRONLY | O_CREAT);
+  const int error = ::posix_spawnp(&id_, command.front().c_str(), actions.Get(), nullptr,
+                                   Pointers(arguments).data(), Pointers(variables).data());
+  if (error != 0) {
+    throw std::system_error(error, std::system_category(), "can't start " + command.front());
+  }
+}
+
+RunningProgram::~RunningProgram() {
+  if (!ended_) {
+    Signal(SIGKILL);
+    ::waitpid(id_, nullptr, 0);
+  }
+}
+
+int RunningProgram::Wait(std::chrono::seconds limit) {
+  const auto deadline = steady_clock::now() + limit;
+  while (!HasEnded() && steady_clock::now() < deadline) {
+    std::this_thread::sleep_for(kPause);
+  }
+  return exit_status_;
+}
+
+void RunningProgram::Signal(int signal) const { ::kill(id_, signal); }
+
+pid_t RunningProgram::Id() const { return id_; }
+
+std::string RunningProgram::Output() const { return ReadFile(folder_.Path("out")); }
+
+std::string RunningProgram::ErrorOutput() const { return ReadFile(folder_.Path("err")); }
+
+std::string RunningProgram::FirstLine(std::chrono::seconds limit) {
+  const auto deadline = steady_clock::now() + limit;
+  while (steady_clock::now() < deadline) {
+    const std::string output = Output();
+    const std::size_t end = output.find('\n');
+    if (end != std::string::npos) {
+      return output.substr(0, end);
+    }
+    if (HasEnded()) {
+      break;
+    }
+    std::this_thread::sleep_for(kPause);
+  }
+  return "";
+}
+
+bool RunningProgram::HasEnded() {
+  int status = 0;
+  if (!ended_ && ::waitpid(id_, &status, WNOHANG) == id_) {
+    ended_ = true;
+    exit_status_ = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+  }
+  return ended_;
+}
+
+}  // namespace kvo::bootloadertms::testing

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "support/TemporaryFolder.h"
+
+namespace kvo::bootloadertms::testing {
+
+// A program that a test starts; it is killed when the object ends before it does.
+class RunningProgram {
+ public:
+  // `command` is the program's path and its arguments; `environment` is added to the test's own.
+  // Standard input is empty.
+  explicit RunningProgram(const std::vector<std::string>& command,
+                          const std::map<std::string, std::string>& environment = {});
+  RunningProgram(const RunningProgram&) = delete;
+  RunningProgram& operator=(const RunningProgram&) = delete;
+  ~RunningProgram();
+
+  // Waits for the end. The result is the exit status, 128 and the signal's number for an end by a
+  // signal, and -1 when the program still runs after `limit`.
+  int Wait(std::chrono::seconds limit = std::chrono::seconds(120));
+
+  void Signal(int signal) const;
+  pid_t Id() const;
+
+  // What it has written so far.
+  std::string Output() const;
+  std::string ErrorOutput() const;
+
+  // Waits until the output holds a whole line, and returns the first one; empty after `limit`.
+  std::string FirstLine(std::chrono::seconds limit = std::chrono::seconds(60));
+
+ private:
+  bool HasEnded();
+
+  TemporaryFolder folder_;
+  pid_t id_ = -1;
+  bool ended_ = false;
+  int exit_status_ = -1;
+};
+
+}  // namespace kvo::bootloadertms::testing

@@ -1,0 +1,45 @@
+#include "support/RunningProgram.h"
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+
+namespace kvo::bootloadertms::testing {
+namespace {
+
+TEST(RunningProgramTest, TellsStatusAndBothOutputs) {
+  RunningProgram program({"sh", "-c", "echo out; echo err >&2; exit 7"});
+  EXPECT_EQ(program.Wait(), 7);
+  EXPECT_EQ(program.Output(), "out\n");
+  EXPECT_EQ(program.ErrorOutput(), "err\n");
+}
+
+TEST(RunningProgramTest, TellsTheSignalThatEndedIt) {
+  RunningProgram program({"sh", "-c", "echo ready; exec sleep 300"});
+  EXPECT_EQ(program.FirstLine(), "ready");
+  program.Signal(SIGTERM);
+  EXPECT_EQ(program.Wait(), 128 + SIGTERM);
+}
+
+TEST(RunningProgramTest, TellsOneThatStillRuns) {
+  RunningProgram program({"sleep", "300"});
+  EXPECT_EQ(program.Wait(std::chrono::seconds(0)), -1);
+}
+
+TEST(RunningProgramTest, AddsToTheEnvironment) {
+  RunningProgram program({"sh", "-c", "echo $ADDED; [ -n \"$PATH\" ]"}, {{"ADDED", "value"}});
+  EXPECT_EQ(program.Wait(), 0);
+  EXPECT_EQ(program.Output(), "value\n");
+}
+
+TEST(RunningProgramTest, AnEndWithoutALineGivesAnEmptyOne) {
+  RunningProgram program({"true"});
+  EXPECT_EQ(program.FirstLine(), "");
+}
+
+TEST(RunningProgramTest, AMissingProgramIsAnError) {
+  EXPECT_THROW(RunningProgram({"/no/such/program"}), std::system_error);
+}
+
+}  // namespace
+}  // namespace kvo::bootloadertms::testing
