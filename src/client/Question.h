@@ -1,0 +1,23 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string>
+
+namespace kvo::bootloadertms {
+
+// When an answer loses its CR, LF and NUL bytes: what is logged and what is returned depend on it.
+enum class Cleaning { kNever, kBeforeLog, kAfterLog };
+
+// A request of one byte and how its answer is taken.
+struct Question {
+  std::uint8_t request;
+  Cleaning cleaning;
+  std::span<const char* const> ask_again = {};  // words that mean "not now"
+  std::uint32_t wait_us = 100'000;
+};
+
+bool Contains(const std::string& text, const char* word);
+bool ContainsAny(const std::string& text, std::span<const char* const> words);
+
+}  // namespace kvo::bootloadertms

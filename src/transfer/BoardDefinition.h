@@ -1,0 +1,49 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace kvo::bootloadertms {
+
+// The boards that images are made for, each with its application. Any other value is as good as
+// `kNone`.
+enum class BoardKind : std::int32_t {
+  kNone = 0,
+  kQdlR2Wheel = 1,
+  kQdlR2Roll = 2,
+  kProbexKlm2Upper = 3,  // no file name selects it; meant so
+  kProbexKlm2Base = 4,   // no file name selects it; meant so
+  kProbexKlm3Upper = 5,
+  kProbexKlm3Base = 6,
+  kPwrpkKlm2 = 7,
+  kTrk4R1Tv = 8,
+  kTrk4R1Tw = 9,
+};
+
+// What packet 0 tells the bootloader about an image, so that it can refuse one that is not its own.
+class BoardDefinition {
+ public:
+  explicit BoardDefinition(BoardKind kind);
+
+  // The kind that the name of an image file (without its folder) selects by the two characters
+  // after its last "_", or its first two when it has none; their case doesn't matter.
+  // Throws `std::runtime_error` "No definition associate with file name. ie : image_d.bin for
+  // QDL-R2 board" when they select none.
+  explicit BoardDefinition(const std::string& file_name);
+
+  BoardDefinition(const BoardDefinition&) = default;
+  BoardDefinition& operator=(const BoardDefinition&) = default;
+  virtual ~BoardDefinition() = default;
+
+  BoardKind GetKind() const;
+
+  // Each is "BOARD UNKNOWN" for a kind that is no board.
+  std::string GetBoardName() const;
+  std::string GetApplicationName() const;
+  std::string GetVersion() const;
+
+ private:
+  BoardKind kind_ = BoardKind::kNone;
+};
+
+}  // namespace kvo::bootloadertms

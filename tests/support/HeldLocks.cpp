@@ -1,0 +1,57 @@
+#include "support/HeldLocks.h"
+
+#include <dlfcn.h>
+#include <pthread.h>
+
+namespace kvo::bootloadertms::testing {
+
+namespace {
+
+thread_local int held = 0;
+thread_local int taken = 0;
+
+using MutexFunction = int (*)(pthread_mutex_t*);
+
+MutexFunction OfTheLibrary(const char* name) {
+  return reinterpret_cast<MutexFunction>(::dlsym(RTLD_NEXT, name));
+}
+
+int Lock(pthread_mutex_t* mutex) {
+  static const MutexFunction kLock = OfTheLibrary("pthread_mutex_lock");
+  const int result = kLock(mutex);
+  if (result == 0) {
+    ++held;
+    ++taken;
+  }
+  return result;
+}
+
+int Unlock(pthread_mutex_t* mutex) {
+  static const MutexFunction kUnlock = OfTheLibrary("pthread_mutex_unlock");
+  const int result = kUnlock(mutex);
+  if (result == 0) {
+    --held;
+  }
+  return result;
+}
+
+}  // namespace
+
+int HeldLocks() { return held; }
+
+int LocksTaken() { return taken; }
+
+}  // namespace kvo::bootloadertms::testing
+
+// The C library's own names, so that these stand in for them throughout the program.
+extern "C" {
+
+int pthread_mutex_lock(pthread_mutex_t* mutex) noexcept {
+  return kvo::bootloadertms::testing::Lock(mutex);
+}
+
+int pthread_mutex_unlock(pthread_mutex_t* mutex) noexcept {
+  return kvo::bootloadertms::testing::Unlock(mutex);
+}
+
+}  // extern "C"
