@@ -1,0 +1,23 @@
+#include "front_end/Answers.h"
+#include "front_end/Arguments.h"
+#include "front_end/FrontEndLog.h"
+#include "front_end/Modes.h"
+
+namespace kvo::bootloadertms {
+
+namespace {
+
+constexpr std::uint32_t kApplicationInfo = 0x39;  // BL_CMD_APP_INFO
+
+}  // namespace
+
+void RunApplicationInfoMode(const ArgumentList& arguments, IBootLoader& client) {
+  if (arguments.HasOption(arguments::kActiveBootloader)) {
+    FrontEndLog().LogInline("Active bootloader ... ");
+    client.ActivateBootloader();
+  }
+  PrintAnswer(client.SendBootloaderCommand(kApplicationInfo));
+  client.ActivateApplication();  // always, asked for or not; meant so
+}
+
+}  // namespace kvo::bootloadertms

@@ -1,0 +1,18 @@
+#include "front_end/Arguments.h"
+#include "front_end/Modes.h"
+
+namespace kvo::bootloadertms {
+
+void RunChosenMode(const ArgumentList& arguments, IBootLoader& client) {
+  if (arguments.HasOption(arguments::kCommand)) {
+    RunCommandMode(arguments, client);
+  } else if (arguments.HasOption(arguments::kSend)) {
+    RunSendMode(arguments, client);
+  } else if (arguments.HasOption(arguments::kApplicationInfo)) {
+    RunApplicationInfoMode(arguments, client);
+  } else {
+    RunUploadMode(arguments, client);
+  }
+}
+
+}  // namespace kvo::bootloadertms

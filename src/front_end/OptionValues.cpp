@@ -1,0 +1,45 @@
+#include "front_end/OptionValues.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <stdexcept>
+#include <string>
+
+#include "front_end/Arguments.h"
+
+namespace kvo::bootloadertms {
+
+namespace {
+
+std::uint32_t ParseHexadecimal(const std::string& text, const std::string& if_empty,
+                               const std::string& if_invalid) {
+  if (text.empty()) {
+    throw std::runtime_error(if_empty);
+  }
+  unsigned int value = 0;
+  if (std::sscanf(text.c_str(), "%x", &value) != 1) {
+    throw std::runtime_error(if_invalid + text);
+  }
+  return value;
+}
+
+}  // namespace
+
+std::uint32_t ParseBaudRate(const ArgumentList& arguments) {
+  const std::string& text = arguments.At(arguments::kBaudRate);
+  return static_cast<std::uint32_t>(std::strtol(text.c_str(), nullptr, 10));
+}
+
+std::uint32_t ParseCommandCode(const ArgumentList& arguments) {
+  return ParseHexadecimal(arguments.GetOption(arguments::kCommand), "No command specified. Exiting",
+                          "Invalid command : ");
+}
+
+std::uint8_t ParseByteToSend(const ArgumentList& arguments) {
+  const std::uint32_t value =
+      ParseHexadecimal(arguments.GetOption(arguments::kSend),
+                       "No command specified to send. Exiting", "Invalid command to send : ");
+  return static_cast<std::uint8_t>(value);
+}
+
+}  // namespace kvo::bootloadertms

@@ -1,0 +1,21 @@
+#include "front_end/Arguments.h"
+#include "front_end/Modes.h"
+#include "log/LogMess.h"
+
+namespace kvo::bootloadertms {
+
+// Both messages go through the process-wide log, which the front end never makes verbose, so they
+// never show; meant so.
+void RunUploadMode(const ArgumentList& arguments, IBootLoader& client) {
+  if (arguments.HasOption(arguments::kActiveBootloader)) {
+    LogMess::GetInstance().LogInline("Active bootloader ... ");
+    client.ActivateBootloader();
+  }
+  client.UploadImage(arguments.At(arguments::kImagePath));
+  if (arguments.HasOption(arguments::kActiveApplication)) {
+    LogMess::GetInstance().LogInline("Launching application ... ");
+    client.ActivateApplication();
+  }
+}
+
+}  // namespace kvo::bootloadertms

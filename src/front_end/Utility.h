@@ -1,0 +1,11 @@
+#pragma once
+
+namespace kvo::bootloadertms {
+
+// The whole program: one action, then the end. Ends the process with status 0 when the action
+// succeeded; returns 1 otherwise, after telling why: the usage text on standard error for too few
+// arguments, the message of the `std::runtime_error` on standard output for all else. Other
+// exceptions leave.
+int RunUtility(int argc, const char* const* argv);
+
+}  // namespace kvo::bootloadertms

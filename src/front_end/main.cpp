@@ -1,0 +1,3 @@
+#include "front_end/Utility.h"
+
+int main(int argc, char** argv) { return kvo::bootloadertms::RunUtility(argc, argv); }

@@ -1,0 +1,97 @@
+#include "front_end/Utility.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstdlib>
+#include <iostream>
+#include <streambuf>
+#include <string>
+#include <vector>
+
+#include "support/OpenDescriptors.h"
+#include "support/StandInTools.h"
+#include "support/TestTerminal.h"
+
+namespace kvo::bootloadertms {
+namespace {
+
+using testing::OpenDescriptorsOf;
+using testing::PathOfThisProcess;
+using testing::StandInTools;
+using testing::TestTerminal;
+
+// Standard output that notes whether the device was open at its first text.
+class WatchingOutput : private std::streambuf {
+ public:
+  explicit WatchingOutput(std::string device)
+      : device_(std::move(device)), original_(std::cout.rdbuf(this)) {}
+  WatchingOutput(const WatchingOutput&) = delete;
+  WatchingOutput& operator=(const WatchingOutput&) = delete;
+  ~WatchingOutput() override { std::cout.rdbuf(original_); }
+
+  const std::string& Text() const { return text_; }
+  bool WasHeldAtTheFirstText() const { return was_held_; }
+
+ private:
+  std::streamsize xsputn(const char* text, std::streamsize length) override {
+    if (text_.empty()) {
+      was_held_ = !OpenDescriptorsOf(device_).empty();
+    }
+    text_.append(text, static_cast<std::size_t>(length));
+    return length;
+  }
+
+  std::string device_;
+  std::streambuf* original_;
+  std::string text_;
+  bool was_held_ = false;
+};
+
+class UtilityTest : public ::testing::Test {
+ protected:
+  int Run(std::vector<const char*> behind_the_device) {
+    behind_the_device.insert(behind_the_device.begin(), {"the-program", terminal_.Path().c_str()});
+    return RunUtility(static_cast<int>(behind_the_device.size()), behind_the_device.data());
+  }
+
+  const StandInTools tools_;
+  const PathOfThisProcess path_{tools_.Environment().at("PATH")};
+  const TestTerminal terminal_;
+};
+
+TEST_F(UtilityTest, ThePortIsClosedBeforeTheFailureIsTold) {
+  const WatchingOutput out(terminal_.Path());
+  EXPECT_EQ(Run({"115200", "--command", "zz"}), 1);
+  EXPECT_EQ(out.Text(),
+            "\nInvalid command : zz\n\nException :  Exiting boot loader utility for TMS\n\n");
+  EXPECT_FALSE(out.WasHeldAtTheFirstText());
+}
+
+// Runs an action that succeeds and tells, when the process ends, whether the port is still open.
+void SendAByteAndTellOfThePort(const char* device) {
+  static std::string watched;
+  watched = device;
+  std::atexit([] {
+    std::cerr << (OpenDescriptorsOf(watched).empty() ? "closed" : "still open") << std::endl;
+  });
+  const std::array<const char*, 5> arguments = {"the-program", device, "115200", "--send", "41"};
+  RunUtility(5, arguments.data());
+}
+
+TEST_F(UtilityTest, ASuccessEndsTheProcessAtOnceAndLeavesThePortToTheSystem) {
+  EXPECT_EXIT(SendAByteAndTellOfThePort(terminal_.Path().c_str()), ::testing::ExitedWithCode(0),
+              "^still open\n$");
+}
+
+TEST_F(UtilityTest, VerboseIsFoundWhereverItStands) {
+  const WatchingOutput out(terminal_.Path());
+  EXPECT_EQ(Run({"115200", "--verbose", "x"}), 1);
+  EXPECT_EQ(out.Text(),
+            "Entering boot loader utility for TMS\n"
+            "\nUnable to open file : --verbose\n"
+            "\nException :  Exiting boot loader utility for TMS\n\n");
+}
+
+}  // namespace
+}  // namespace kvo::bootloadertms
