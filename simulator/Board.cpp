@@ -1,0 +1,184 @@
+#include "simulator/Board.h"
+
+#include <algorithm>
+#include <exception>
+#include <string>
+#include <utility>
+
+#include "simulator/PacketReader.h"
+#include "simulator/YmodemBytes.h"
+
+namespace kvo::boardsimulator {
+namespace {
+
+std::string NameOf(ReceptionEnd end) {
+  switch (end) {
+    case ReceptionEnd::kComplete:
+      return "complete";
+    case ReceptionEnd::kNobodySends:
+      return "nobody sends";
+    case ReceptionEnd::kSilence:
+      return "the sender fell silent";
+    case ReceptionEnd::kCancelledBySender:
+      return "cancelled by the sender";
+    case ReceptionEnd::kCancelledByBoard:
+      break;
+  }
+  return "cancelled by the board";
+}
+
+}  // namespace
+
+Board::Board(ByteStream& stream, BoardSettings settings, std::vector<Fault> faults,
+             ImageKeeper keeper, Trace& trace, std::ostream& complaints)
+    : stream_(stream),
+      settings_(std::move(settings)),
+      faults_(std::move(faults)),
+      keeper_(std::move(keeper)),
+      trace_(trace),
+      complaints_(complaints),
+      packet_zero_(settings_.names, settings_.identification),
+      answers_(stream_, faults_, trace_),
+      state_(settings_.state),
+      pings_to_ignore_(settings_.silent_pings) {}
+
+const std::vector<Board::Command>& Board::ApplicationCommands() {
+  static const std::vector<Command> kCommands{
+      {'0', &Board::AnswerApplicationPing},
+      {'Q', &Board::StartBootloader},
+  };
+  return kCommands;
+}
+
+const std::vector<Board::Command>& Board::BootloaderCommands() {
+  static const std::vector<Command> kCommands{
+      {'0', &Board::AnswerBootloaderPing},
+      {'1', &Board::ReceiveImage},
+      {'6', &Board::StartApplication},
+      {kCan, &Board::Ignore},
+  };
+  return kCommands;
+}
+
+void Board::Serve() {
+  Note(state_ == BoardState::kApplication ? "application runs" : "bootloader runs");
+  while (true) {
+    const auto code = stream_.ReadByte(kNever);
+    if (!code) continue;
+    if (state_ == BoardState::kApplication) {
+      ServeApplication(*code);
+    } else {
+      ServeBootloader(*code);
+    }
+  }
+}
+
+void Board::ServeApplication(std::uint8_t code) { Run(ApplicationCommands(), code); }
+
+void Board::ServeBootloader(std::uint8_t code) {
+  if (MayBeRepeatedClosing(code)) return AnswerRepeatedClosing(code);
+  verdict_time_.reset();
+  if (!Run(BootloaderCommands(), code)) Say("U\r\n");
+}
+
+bool Board::Run(const std::vector<Command>& commands, std::uint8_t code) {
+  for (const Command& command : commands) {
+    if (command.code != code) continue;
+    (this->*command.handler)();
+    return true;
+  }
+  return false;
+}
+
+void Board::AnswerApplicationPing() {
+  if (AnswersPing()) Say("ping_callback_function\r\n");
+}
+
+void Board::AnswerBootloaderPing() {
+  if (AnswersPing()) Say("A");
+}
+
+bool Board::AnswersPing() {
+  if (pings_to_ignore_ == 0) return true;
+  --pings_to_ignore_;
+  return false;
+}
+
+void Board::StartApplication() {
+  if (!application_valid_) return Note("no valid application to start");
+  SwitchTo(BoardState::kApplication);
+  Note("application started");
+}
+
+void Board::StartBootloader() {
+  SwitchTo(BoardState::kBootloader);
+  Note("bootloader started");
+}
+
+void Board::SwitchTo(BoardState state) {
+  if (settings_.switch_time > settings_.switch_time.zero()) {
+    stream_.DiscardUntil(stream_.Now() + settings_.switch_time);
+  }
+  state_ = state;
+  pings_to_ignore_ = settings_.silent_pings;
+}
+
+void Board::ReceiveImage() {
+  Note("receiving an image");
+  YmodemReceiver receiver(stream_, packet_zero_, answers_, trace_, settings_.times);
+  const Reception reception = receiver.Receive();
+  if (reception.blocks > 0) application_valid_ = false;
+  Note("reception ended: " + NameOf(reception.end) + ", " + std::to_string(reception.image.size()) +
+       " bytes");
+  if (reception.end != ReceptionEnd::kComplete) return;
+  verdict_ = Judge(reception);
+  GiveVerdict();
+}
+
+char Board::Judge(const Reception& reception) {
+  return reception.whole && Keep(reception.image) ? 'O' : 'E';
+}
+
+bool Board::Keep(std::span<const std::uint8_t> image) {
+  try {
+    keeper_(image);
+    return true;
+  } catch (const std::exception& failure) {
+    complaints_ << failure.what() << std::endl;
+    return false;
+  }
+}
+
+void Board::GiveVerdict() {
+  const auto answer = static_cast<std::uint8_t>(verdict_);
+  const AnswerOutcome outcome = answers_.Answer({PlaceKind::kVerdict}, std::span(&answer, 1));
+  if (outcome == AnswerOutcome::kTaken && verdict_ == 'O') application_valid_ = true;
+  verdict_time_ = stream_.Now();
+}
+
+bool Board::MayBeRepeatedClosing(std::uint8_t code) const {
+  return code == kSoh && verdict_time_ && stream_.Now() < *verdict_time_ + settings_.times.silence;
+}
+
+// A sender that missed the answer to its closing packet sends it again, and has missed the verdict
+// with it.
+void Board::AnswerRepeatedClosing(std::uint8_t first_byte) {
+  constexpr std::uint8_t kAcknowledge = kAck;
+  PacketReader reader(stream_, settings_.times.longest_gap);
+  const SenderEvent event = reader.ReadPacketAfter(first_byte);
+  if (event.kind != SenderEventKind::kPacket || event.number != 0) return;
+  if (!packet_zero_.IsClosing(event.data)) return;
+  if (answers_.Answer({PlaceKind::kClosing}, std::span(&kAcknowledge, 1)) ==
+      AnswerOutcome::kTaken) {
+    GiveVerdict();
+  }
+}
+
+void Board::Say(std::string_view text) {
+  const std::vector<std::uint8_t> bytes(text.begin(), text.end());
+  stream_.Send(bytes);
+}
+
+void Board::Note(std::string_view event) { trace_.Event(event, stream_.Now()); }
+
+}  // namespace kvo::boardsimulator

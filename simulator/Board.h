@@ -1,0 +1,89 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <ostream>
+#include <string_view>
+#include <vector>
+
+#include "simulator/AnswerSender.h"
+#include "simulator/BoardTable.h"
+#include "simulator/ByteStream.h"
+#include "simulator/FaultPlan.h"
+#include "simulator/PacketZero.h"
+#include "simulator/Trace.h"
+#include "simulator/YmodemReceiver.h"
+
+namespace kvo::boardsimulator {
+
+enum class BoardState { kApplication, kBootloader };
+
+struct BoardSettings {
+  BoardNames names;
+  std::string identification;  // see BoardPacketZero
+  BoardState state = BoardState::kApplication;
+  std::chrono::milliseconds switch_time{200};
+  std::uint32_t silent_pings = 0;  // after the start and after each switch
+  ReceiverTimes times;
+};
+
+// Keeps a good image; throws std::runtime_error if it cannot.
+using ImageKeeper = std::function<void(std::span<const std::uint8_t> image)>;
+
+// The board: runs its application or its bootloader and answers the commands of the host. Borrows
+// the stream, the trace and `complaints`, to which it tells, a line each, what went wrong here.
+class Board {
+ public:
+  Board(ByteStream& stream, BoardSettings settings, std::vector<Fault> faults, ImageKeeper keeper,
+        Trace& trace, std::ostream& complaints);
+
+  // Serves the host until the stream ends it by an exception (ServingEnded).
+  [[noreturn]] void Serve();
+
+ private:
+  struct Command {
+    std::uint8_t code;
+    void (Board::*handler)();
+  };
+
+  // One row a command; a new answer of the board is a new row and its handler.
+  static const std::vector<Command>& ApplicationCommands();
+  static const std::vector<Command>& BootloaderCommands();
+
+  void ServeApplication(std::uint8_t code);
+  void ServeBootloader(std::uint8_t code);
+  bool Run(const std::vector<Command>& commands, std::uint8_t code);
+
+  void AnswerApplicationPing();
+  void AnswerBootloaderPing();
+  void StartApplication();
+  void StartBootloader();
+  void ReceiveImage();
+  void Ignore() {}
+
+  void SwitchTo(BoardState state);
+  bool AnswersPing();
+  char Judge(const Reception& reception);
+  bool Keep(std::span<const std::uint8_t> image);
+  void GiveVerdict();
+  void AnswerRepeatedClosing(std::uint8_t first_byte);
+  bool MayBeRepeatedClosing(std::uint8_t code) const;
+  void Say(std::string_view text);
+  void Note(std::string_view event);
+
+  ByteStream& stream_;
+  BoardSettings settings_;
+  FaultPlan faults_;
+  ImageKeeper keeper_;
+  Trace& trace_;
+  std::ostream& complaints_;
+  BoardPacketZero packet_zero_;
+  AnswerSender answers_;
+  BoardState state_;
+  bool application_valid_ = true;
+  std::uint32_t pings_to_ignore_;
+  char verdict_ = 'E';
+  std::optional<TimePoint> verdict_time_;  // while a closing packet may still be repeated
+};
+
+}  // namespace kvo::boardsimulator

@@ -1,0 +1,33 @@
+#include "simulator/FlashFile.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
+#include <vector>
+
+namespace kvo::boardsimulator {
+namespace {
+
+bool WriteWhole(const std::string& path, std::span<const std::uint8_t> image) {
+  const std::vector<char> characters(image.begin(), image.end());
+  std::ofstream file(path, std::ios::binary | std::ios::trunc);
+  file.write(characters.data(), static_cast<std::streamsize>(characters.size()));
+  file.close();
+  return file.good();
+}
+
+}  // namespace
+
+void WriteFlashFile(const std::string& path, std::span<const std::uint8_t> image) {
+  const std::string unfinished = path + ".part";
+  if (WriteWhole(unfinished, image) && std::rename(unfinished.c_str(), path.c_str()) == 0) return;
+  const std::string reason = std::strerror(errno);
+  std::error_code ignored;
+  std::filesystem::remove(unfinished, ignored);
+  throw std::runtime_error("cannot write the flash file " + path + ": " + reason);
+}
+
+}  // namespace kvo::boardsimulator

@@ -1,0 +1,257 @@
+#include "simulator/Board.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <sstream>
+#include <stdexcept>
+
+#include "simulator/ScriptedLine.h"
+
+namespace kvo::boardsimulator {
+namespace {
+
+using std::chrono::milliseconds;
+
+// Runs a board through the script in line_, which begins in the bootloader if not told otherwise.
+class BoardTest : public testing::Test {
+ protected:
+  BoardTest() {
+    settings_.names = {"TRK4_R1", "TRK4-R1-APPLICATION", "VER 1.0"};
+    settings_.state = BoardState::kBootloader;
+  }
+
+  void Run() {
+    ByteStream stream(line_);
+    Trace trace;
+    const ImageKeeper keeper = [this](std::span<const std::uint8_t> image) { Keep(image); };
+    Board board(stream, settings_, faults_, keeper, trace, complaints_);
+    EXPECT_THROW(board.Serve(), ServingEnded);
+  }
+  void Keep(std::span<const std::uint8_t> image) {
+    if (keeper_fails_) throw std::runtime_error("the flash is full");
+    kept_.emplace_back(image.begin(), image.end());
+  }
+  void Fault(std::string_view text) { faults_.push_back(ParseFault(text)); }
+  ScriptedLine& Arrive(std::string_view commands) { return line_.Arrive(FromText(commands)); }
+  void ArriveUpload(std::string_view length, int blocks) {
+    Arrive("1").Arrive(Packet(0, PacketZeroData(length)));
+    for (int number = 1; number <= blocks; ++number) {
+      line_.Arrive(Packet(static_cast<std::uint8_t>(number), Pattern(1024)));
+    }
+    line_.Arrive(FromHex("04")).Arrive(ClosingPacket());
+  }
+  // Lets the board start its application, which then answers a ping if it runs.
+  void ArriveStartOfApplication() { Arrive("6").Pause(1000).Arrive(FromText("0")); }
+  std::string SentText() const {
+    const Bytes sent = line_.Sent();
+    return {sent.begin(), sent.end()};
+  }
+  std::string SentHex() const { return ToHex(line_.Sent()); }
+
+  ScriptedLine line_;
+  BoardSettings settings_;
+  std::vector<kvo::boardsimulator::Fault> faults_;
+  std::vector<Bytes> kept_;
+  bool keeper_fails_ = false;
+  std::ostringstream complaints_;
+};
+
+TEST_F(BoardTest, ApplicationAnswersPings) {
+  settings_.state = BoardState::kApplication;
+  Arrive("00");
+  Run();
+  EXPECT_EQ(SentText(), "ping_callback_function\r\nping_callback_function\r\n");
+  EXPECT_EQ(line_.Answers().size(), 2U) << "each answer must come in one piece";
+}
+
+TEST_F(BoardTest, ApplicationIgnoresOtherBytes) {
+  settings_.state = BoardState::kApplication;
+  line_.Arrive(FromText("1A6UC")).Arrive(FromHex("00 18 ff 01"));
+  Run();
+  EXPECT_EQ(SentText(), "");
+}
+
+TEST_F(BoardTest, BootloaderAnswersPings) {
+  Arrive("0");
+  Run();
+  EXPECT_EQ(SentText(), "A");
+}
+
+TEST_F(BoardTest, BootloaderIgnoresCancel) {
+  line_.Arrive(FromHex("18 18 30"));
+  Run();
+  EXPECT_EQ(SentText(), "A");
+}
+
+TEST_F(BoardTest, BootloaderDoesNotKnowOtherBytes) {
+  line_.Arrive(FromText("Qz")).Arrive(FromHex("00 01"));
+  Run();
+  EXPECT_EQ(SentText(), "U\r\nU\r\nU\r\nU\r\n");
+}
+
+TEST_F(BoardTest, ApplicationHandsOverToTheBootloader) {
+  settings_.state = BoardState::kApplication;
+  Arrive("Q").Pause(300).Arrive(FromText("0"));
+  Run();
+  EXPECT_EQ(SentText(), "A");
+}
+
+TEST_F(BoardTest, BootloaderStartsTheApplication) {
+  ArriveStartOfApplication();
+  Run();
+  EXPECT_EQ(SentText(), "ping_callback_function\r\n");
+}
+
+TEST_F(BoardTest, BytesDuringASwitchAreLost) {
+  settings_.state = BoardState::kApplication;
+  settings_.switch_time = milliseconds(500);
+  Arrive("Q00").Pause(499).Arrive(FromText("0")).Pause(2).Arrive(FromText("0"));
+  Run();
+  EXPECT_EQ(SentText(), "A");
+  EXPECT_EQ(line_.AnswerTimes(), std::vector<std::int64_t>{501});
+}
+
+TEST_F(BoardTest, SwitchWithoutTimeLosesNothing) {
+  settings_.state = BoardState::kApplication;
+  settings_.switch_time = milliseconds(0);
+  Arrive("Q060");
+  Run();
+  EXPECT_EQ(SentText(), "Aping_callback_function\r\n");
+}
+
+TEST_F(BoardTest, FirstPingsAfterStartAndSwitchMayStayUnanswered) {
+  settings_.silent_pings = 2;
+  Arrive("0000").Arrive(FromText("6")).Pause(1000).Arrive(FromText("000"));
+  Run();
+  EXPECT_EQ(SentText(), "AAping_callback_function\r\n");
+}
+
+TEST_F(BoardTest, GoodImageIsKeptAndApproved) {
+  ArriveUpload("1025", 2);
+  Arrive("0");
+  Run();
+  EXPECT_EQ(SentHex(), "43 06 43 06 06 06 43 06 4f 41");
+  EXPECT_THAT(kept_, testing::ElementsAre(Pattern(1024) + Bytes{0x00}));
+}
+
+TEST_F(BoardTest, ImageOfTheWrongLengthIsDisapproved) {
+  ArriveUpload("1025", 1);
+  Run();
+  EXPECT_EQ(SentHex(), "43 06 43 06 06 43 06 45");
+  EXPECT_TRUE(kept_.empty());
+}
+
+TEST_F(BoardTest, ImageThatCannotBeKeptIsDisapproved) {
+  keeper_fails_ = true;
+  ArriveUpload("1024", 1);
+  Run();
+  EXPECT_EQ(SentHex(), "43 06 43 06 06 43 06 45");
+  EXPECT_EQ(complaints_.str(), "the flash is full\n");
+}
+
+TEST_F(BoardTest, ApplicationStartsAfterAGoodUpload) {
+  ArriveUpload("1024", 1);
+  ArriveStartOfApplication();
+  Run();
+  EXPECT_THAT(SentText(), testing::EndsWith("Oping_callback_function\r\n"));
+}
+
+TEST_F(BoardTest, ApplicationDoesNotStartAfterABadUpload) {
+  ArriveUpload("2000", 1);
+  ArriveStartOfApplication();
+  Run();
+  EXPECT_THAT(SentText(), testing::EndsWith("EA"));
+}
+
+TEST_F(BoardTest, ApplicationDoesNotStartAfterABrokenUpload) {
+  Arrive("1")
+      .Arrive(Packet(0, PacketZeroData("2048")))
+      .Arrive(Packet(1, Pattern(1024)))
+      .Pause(5000);
+  ArriveStartOfApplication();
+  Run();
+  EXPECT_EQ(SentHex(), "43 06 43 06 41");
+}
+
+TEST_F(BoardTest, ApplicationSurvivesAnUploadThatEndsBeforeItsFirstBlock) {
+  Arrive("1").Arrive(Packet(0, PacketZeroData("2048"))).Arrive(FromHex("18 18"));
+  ArriveStartOfApplication();
+  Run();
+  EXPECT_EQ(SentHex().substr(0, 8), "43 06 43");
+  EXPECT_THAT(SentText(), testing::EndsWith("ping_callback_function\r\n"));
+}
+
+TEST_F(BoardTest, GoodUploadRepairsTheApplication) {
+  ArriveUpload("2000", 1);
+  ArriveUpload("1024", 1);
+  ArriveStartOfApplication();
+  Run();
+  EXPECT_THAT(SentText(), testing::EndsWith("ping_callback_function\r\n"));
+}
+
+TEST_F(BoardTest, FailedStartOfReceivingReturnsToTheCommands) {
+  Fault("byte=46@start");
+  Arrive("10");
+  Run();
+  EXPECT_EQ(SentText(), "FA");
+}
+
+TEST_F(BoardTest, RepeatedClosingPacketIsAnsweredWithTheVerdictAgain) {
+  ArriveUpload("1024", 1);
+  line_.Pause(100).Arrive(ClosingPacket()).Pause(2900).Arrive(ClosingPacket());
+  Arrive("0");
+  Run();
+  EXPECT_EQ(SentHex(), "43 06 43 06 06 43 06 4f 06 4f 06 4f 41");
+  EXPECT_EQ(kept_.size(), 1U);
+}
+
+TEST_F(BoardTest, ClosingPacketAfterAnotherCommandIsNotKnown) {
+  ArriveUpload("1024", 1);
+  Arrive("0").Arrive(FromHex("01"));
+  Run();
+  EXPECT_EQ(SentHex(), "43 06 43 06 06 43 06 4f 41 55 0d 0a");
+}
+
+TEST_F(BoardTest, ClosingPacketLongAfterTheVerdictIsNotKnown) {
+  ArriveUpload("1024", 1);
+  line_.Pause(3000).Arrive(FromHex("01"));
+  Run();
+  EXPECT_EQ(SentHex(), "43 06 43 06 06 43 06 4f 55 0d 0a");
+}
+
+TEST_F(BoardTest, LostAckOfTheClosingPacketLeavesTheVerdict) {
+  Fault("lost-ack@closing");
+  ArriveUpload("1024", 1);
+  Run();
+  EXPECT_EQ(SentHex(), "43 06 43 06 06 43 4f");
+}
+
+TEST_F(BoardTest, VerdictReplacedByAFaultLeavesTheApplicationInvalid) {
+  Fault("byte=6f@verdict");
+  ArriveUpload("1024", 1);
+  ArriveStartOfApplication();
+  Run();
+  EXPECT_THAT(SentText(), testing::EndsWith("oA"));
+  EXPECT_EQ(kept_.size(), 1U);
+}
+
+TEST_F(BoardTest, LateVerdictIsAGoodOne) {
+  Fault("late=80@verdict");
+  ArriveUpload("1024", 1);
+  ArriveStartOfApplication();
+  Run();
+  EXPECT_THAT(SentText(), testing::EndsWith("Oping_callback_function\r\n"));
+  EXPECT_EQ(line_.Answers().at(5).at_ms, 80);
+}
+
+TEST_F(BoardTest, VerdictMayBeSilenced) {
+  Fault("silence@verdict");
+  ArriveUpload("1024", 1);
+  Arrive("0");
+  Run();
+  EXPECT_EQ(SentHex(), "43 06 43 06 06 43 06 41");
+}
+
+}  // namespace
+}  // namespace kvo::boardsimulator

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <string>
+#include <utility>
+
+#include "simulator/Bytes.h"
+#include "simulator/UniqueDescriptor.h"
+
+namespace kvo::boardsimulator {
+
+// The host's end of a board's line.
+class HostPort {
+ public:
+  // Opens the device as a host does, raw.
+  static HostPort Open(const std::string& device);
+  explicit HostPort(UniqueDescriptor descriptor) : descriptor_(std::move(descriptor)) {}
+
+  void Send(const Bytes& bytes);
+  // Waits until `count` bytes have come. Returns fewer only if the line ends, or nothing comes for
+  // so long that nothing will.
+  Bytes Receive(std::size_t count);
+  // The bytes that are there at this moment.
+  Bytes ReceiveWhatIsThere();
+  void Close() { descriptor_.Close(); }
+
+ private:
+  UniqueDescriptor descriptor_;
+};
+
+}  // namespace kvo::boardsimulator
