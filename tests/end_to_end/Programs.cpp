@@ -1,0 +1,47 @@
+#include "end_to_end/Programs.h"
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <filesystem>
+
+namespace kvo::bootloadertms::testing {
+
+std::unique_ptr<RunningProgram> StartUtility(const std::vector<std::string>& arguments,
+                                             const StandInTools& tools) {
+  std::vector<std::string> command = {KVO_UTILITY};
+  command.insert(command.end(), arguments.begin(), arguments.end());
+  return std::make_unique<RunningProgram>(command, tools.Environment());
+}
+
+Outcome RunUtility(const std::vector<std::string>& arguments, const StandInTools& tools) {
+  return OutcomeOf(*StartUtility(arguments, tools));
+}
+
+Outcome OutcomeOf(RunningProgram& utility) {
+  const int exit_status = utility.Wait();
+  EXPECT_NE(exit_status, -1) << "the utility doesn't end";
+  return {exit_status, utility.Output(), utility.ErrorOutput()};
+}
+
+SimulatedBoard::SimulatedBoard(std::vector<std::string> options) {
+  options.insert(options.begin(), {KVO_SIMULATOR, "--flash", folder_.Path("flash"), "--trace",
+                                   folder_.Path("trace")});
+  program_ = std::make_unique<RunningProgram>(options);
+  path_ = program_->FirstLine();
+  EXPECT_NE(path_, "") << program_->ErrorOutput();
+}
+
+const std::string& SimulatedBoard::Path() const { return path_; }
+
+std::string SimulatedBoard::Flash() const { return ReadFile(folder_.Path("flash")); }
+
+bool SimulatedBoard::HasFlash() const { return std::filesystem::exists(folder_.Path("flash")); }
+
+std::string SimulatedBoard::Trace() {
+  program_->Signal(SIGTERM);
+  EXPECT_EQ(program_->Wait(), 0) << program_->ErrorOutput();
+  return ReadFile(folder_.Path("trace"));
+}
+
+}  // namespace kvo::bootloadertms::testing
