@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
+#include <system_error>
 #include <vector>
 
 namespace kvo::boardsimulator {
@@ -19,9 +20,20 @@ bool WriteWhole(const std::string& path, std::span<const std::uint8_t> image) {
   return file.good();
 }
 
+// Replacing a device or a pipe would take it away from everybody else.
+void RefuseWhatIsNoFile(const std::string& path) {
+  std::error_code ignored;
+  const std::filesystem::file_status status = std::filesystem::symlink_status(path, ignored);
+  if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
+    throw std::runtime_error("cannot write the flash file " + path +
+                             ": something that is no regular file stands there");
+  }
+}
+
 }  // namespace
 
 void WriteFlashFile(const std::string& path, std::span<const std::uint8_t> image) {
+  RefuseWhatIsNoFile(path);
   const std::string unfinished = path + ".part";
   if (WriteWhole(unfinished, image) && std::rename(unfinished.c_str(), path.c_str()) == 0) return;
   const std::string reason = std::strerror(errno);

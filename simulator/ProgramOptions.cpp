@@ -35,9 +35,10 @@ constexpr const char* kFaultHelp =
     hangup       closes the pseudo-terminal; the program ends with status 0
   TIMES: how often, a number or 'always'; once if not given.
 
-  At 'start' byte=HH sends HH and goes back to waiting for commands; after nak and
-  silence the board asks again a second later; c is not possible there. At 'verdict' a
-  packet that is not taken means that the application stays invalid.
+  At 'start' byte=HH and can go back to waiting for commands; after nak, silence and
+  lost-ack the board asks again a second later; c is not possible there. At 'verdict' the
+  image is in the flash file already; a packet that is not taken means that the application
+  stays invalid. Several faults at one place happen one after the other.
   Examples: --fault nak@block:3/2 --fault byte=46@start --fault silence@verdict/always)";
 
 std::uint32_t ParseNumber(const std::string& text, std::uint32_t smallest, std::uint32_t largest) {
@@ -107,7 +108,8 @@ void AddLineOptions(CLI::App& app, SimulatorOptions& options) {
             "Pace both directions as a line of this rate, ten bits a byte (default: as fast as it "
             "goes)",
             [&options](std::uint32_t rate) { options.line_rate = rate; });
-  app.add_option("--flash", options.flash, "Write each good image to this file")->type_name("FILE");
+  app.add_option("--flash", options.flash, "Write each good image to this file, before the verdict")
+      ->type_name("FILE");
   app.add_option("--trace", options.trace, "Record all bytes and events in this file")
       ->type_name("FILE");
 }
@@ -146,7 +148,10 @@ void AddOptions(CLI::App& app, SimulatorOptions& options) {
 CommandLine ReadCommandLine(int argument_count, const char* const* arguments) {
   CLI::App app(
       "A simulated board on a pseudo-terminal. The first line on standard output is the path of "
-      "the device to open; SIGINT and SIGTERM end the program.",
+      "the device to open; SIGINT, SIGTERM and SIGHUP end the program. Exit status: 0 after such "
+      "an "
+      "end and after a hang-up that was asked for, 1 when something can't be done, 2 for arguments "
+      "that are wrong.",
       "kvo-board-simulator");
   CommandLine command_line;
   AddOptions(app, command_line.options);

@@ -53,6 +53,7 @@ void Run(const SimulatorOptions& options, std::ostream& out, std::ostream& err) 
   std::optional<DeviceLink> link;
   if (!options.link.empty()) link.emplace(options.link, terminal.SlavePath());
   out << terminal.SlavePath() << std::endl;
+  if (!out) throw std::runtime_error("cannot tell the device's path");
   if (ServeThroughLayers(terminal, options, *trace, err) == EndReason::kHangUp) {
     trace->Event("hung up", terminal.Now());
     err << kMessagePrefix << "hung up, as a fault asked for" << std::endl;

@@ -9,6 +9,8 @@
 namespace kvo::boardsimulator {
 namespace {
 
+constexpr std::uint64_t kLongestBlock = 1024;
+
 constexpr std::array<std::uint8_t, 1> kAsk{kAskForCrc};
 constexpr std::array<std::uint8_t, 1> kAcknowledge{kAck};
 constexpr std::array<std::uint8_t, 2> kAcknowledgeAndAsk{kAck, kAskForCrc};
@@ -121,7 +123,14 @@ void YmodemReceiver::TakeBlock(const SenderEvent& packet) {
   if (!Answer({PlaceKind::kBlock, blocks_ + 1}, kAcknowledge)) return;
   ++blocks_;
   last_block_size_ = packet.data.size();
-  data_.insert(data_.end(), packet.data.begin(), packet.data.end());
+  StoreWhatWasAnnounced(packet.data);
+}
+
+// A sender that goes on and on must not fill the memory; one block too many tells it enough.
+void YmodemReceiver::StoreWhatWasAnnounced(std::span<const std::uint8_t> data) {
+  if (data_.size() < announced_ + kLongestBlock) {
+    data_.insert(data_.end(), data.begin(), data.end());
+  }
 }
 
 // The sender has not heard that its packet was taken.

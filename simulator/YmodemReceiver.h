@@ -55,6 +55,7 @@ class YmodemReceiver {
   void TakeBlock(const SenderEvent& packet);
   void TakeClosing(const SenderEvent& packet);
   void TakeEndOfFile();
+  void StoreWhatWasAnnounced(std::span<const std::uint8_t> data);
   void AnswerRepeat();
   void Reject(const std::string& reason);
   void Abort(const std::string& reason);

@@ -102,11 +102,23 @@ TEST_F(FlashFileTest, FolderMustExist) {
             "cannot write the flash file " + path + ": No such file or directory");
 }
 
-TEST_F(FlashFileTest, FailureLeavesNothingBehind) {
+TEST_F(FlashFileTest, WhatIsNoRegularFileIsLeftAlone) {
+  const std::string complaint =
+      "cannot write the flash file " + path_ + ": something that is no regular file stands there";
   fs::create_directory(path_);
+  EXPECT_EQ(ComplaintOf([this] { WriteFlashFile(path_, Pattern(5)); }), complaint);
+  fs::remove(path_);
+  fs::create_symlink("/dev/null", path_);
+  EXPECT_EQ(ComplaintOf([this] { WriteFlashFile(path_, Pattern(5)); }), complaint);
+  EXPECT_TRUE(fs::is_symlink(path_));
+  EXPECT_EQ(folder_.CountFiles(), 1U);
+}
+
+TEST_F(FlashFileTest, FailureLeavesNothingBehind) {
+  fs::create_directory(path_ + ".part");
   EXPECT_THAT(ComplaintOf([this] { WriteFlashFile(path_, Pattern(5)); }),
               testing::StartsWith("cannot write the flash file " + path_ + ": "));
-  EXPECT_EQ(folder_.CountFiles(), 1U);
+  EXPECT_FALSE(fs::exists(path_));
 }
 
 TEST_F(TraceFileTest, IsMadeAnewAndHoldsItsRowsAtOnce) {
