@@ -28,11 +28,12 @@ class IBootLoader {
   // answering one included: 9 for the first, 1 for the ninth, 0 for no answer.
   virtual std::uint32_t PingBootloader() = 0;
 
-  // Pings for at most 60 attempts. 0: no answer; anything else: the application answered.
+  // Pings for at most 60 attempts. 0: no answer, or one to the last attempt only; anything else:
+  // the application answered.
   virtual std::uint32_t PingApplication() = 0;
 
-  // Runs the application's calibration, up to two minutes, and shows its reports on standard
-  // output. 1: it finished, 0: it did not answer or did not finish.
+  // Runs the application's calibration, up to two minutes. Writes its first answer to standard
+  // output; its reports go through the log. 1: it finished, 0: it did not answer or not finish.
   virtual int Calibrate() = 0;
 
   // Asks the application to hand over to the bootloader.
@@ -74,8 +75,9 @@ class IBootLoader {
   // empty. Asks again, without a limit, as long as an answer says that the board can't yet.
   virtual DeviceInfos ReadBootloaderInfos() = 0;
 
-  // Asks the application for its description, in the same way. Throws "Application doesn't respond
-  // or boot status command not implemented !".
+  // Asks the application for its safe-boot status and its description, again in the same way; a "U"
+  // is an answer like any other. Throws "Application doesn't respond or boot status command not
+  // implemented !" when the status is empty.
   virtual DeviceInfos ReadApplicationInfos() = 0;
 
   // Sends the application the six bytes that restore its default parameters; reads nothing.

@@ -17,6 +17,7 @@ struct Question {
   std::uint32_t wait_us = 100'000;
 };
 
+// Whether `text` holds a word, or any of several, anywhere, behind a NUL byte too.
 bool Contains(const std::string& text, const char* word);
 bool ContainsAny(const std::string& text, std::span<const char* const> words);
 

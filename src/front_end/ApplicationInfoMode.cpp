@@ -7,16 +7,16 @@ namespace kvo::bootloadertms {
 
 namespace {
 
-constexpr std::uint32_t kApplicationInfo = 0x39;  // BL_CMD_APP_INFO
+constexpr std::uint32_t kReadApplicationInfo = 0x39;  // BL_CMD_APP_INFO
 
 }  // namespace
 
 void RunApplicationInfoMode(const ArgumentList& arguments, IBootLoader& client) {
-  if (arguments.HasOption(arguments::kActiveBootloader)) {
+  if (arguments.HasOption(option::kActiveBootloader)) {
     FrontEndLog().LogInline("Active bootloader ... ");
     client.ActivateBootloader();
   }
-  PrintAnswer(client.SendBootloaderCommand(kApplicationInfo));
+  PrintAnswer(client.SendBootloaderCommand(kReadApplicationInfo));
   client.ActivateApplication();  // always, asked for or not; meant so
 }
 

@@ -3,9 +3,9 @@
 #include <cstddef>
 
 // What stands where on the command line, and the switches' exact texts.
-namespace kvo::bootloadertms::arguments {
+namespace kvo::bootloadertms::option {
 
-inline constexpr int kFewest = 4;
+inline constexpr int kFewestArguments = 4;
 
 inline constexpr std::size_t kDevice = 0;
 inline constexpr std::size_t kBaudRate = 1;
@@ -18,4 +18,4 @@ inline constexpr const char* kApplicationInfo = "--application_info";
 inline constexpr const char* kCommand = "--command";
 inline constexpr const char* kSend = "--send";
 
-}  // namespace kvo::bootloadertms::arguments
+}  // namespace kvo::bootloadertms::option

@@ -21,7 +21,7 @@ std::string ProgressText(const Command* command, const std::string& typed) {
   return "\nSend " + label + (command->shows_typed_text ? " (" + typed + ")..." : " ...");
 }
 
-void RunCommand(const Command* command, const std::string& typed, IBootLoader& client) {
+void RunAndPrint(const Command* command, const std::string& typed, IBootLoader& client) {
   FrontEndLog().LogInline(ProgressText(command, typed));
   if (command == nullptr) {
     throw std::runtime_error("Command not implemented. Exiting");
@@ -38,10 +38,10 @@ void RunCommand(const Command* command, const std::string& typed, IBootLoader& c
 void RunCommandMode(const ArgumentList& arguments, IBootLoader& client) {
   const Command* command = FindCommand(ParseCommandCode(arguments));
   try {
-    RunCommand(command, arguments.GetOption(arguments::kCommand), client);
+    RunAndPrint(command, arguments.GetOption(option::kCommand), client);
   } catch (const std::runtime_error& error) {
     FrontEndLog().LogInline(" [KO]");
-    throw std::runtime_error(error);
+    throw std::runtime_error(error);  // a plain one, whatever was caught; meant so
   }
 }
 

@@ -73,7 +73,7 @@ constexpr std::array<Command, 13> kCommands = {{
      ApplicationCommand<0x62>},
     {0x200, "APP_CMD_DEVICE_INFO", "APP_CMD_DEVICE_INFO", kPlain,
      DeviceInformation<&IBootLoader::ReadApplicationInfos>},
-    // The progress message's spelling is the one that scripts know.
+    // The spelling of the progress message is the one that scripts know; meant so.
     {0x110, "APP_CMD_RESTORE_DEFAULT_PARAMETERS", "RESTORE_DEFAULT_PARAMTERS", kPlain,
      Run<&IBootLoader::RestoreDefaultParameters>},
 }};

@@ -4,11 +4,11 @@
 namespace kvo::bootloadertms {
 
 void RunChosenMode(const ArgumentList& arguments, IBootLoader& client) {
-  if (arguments.HasOption(arguments::kCommand)) {
+  if (arguments.HasOption(option::kCommand)) {
     RunCommandMode(arguments, client);
-  } else if (arguments.HasOption(arguments::kSend)) {
+  } else if (arguments.HasOption(option::kSend)) {
     RunSendMode(arguments, client);
-  } else if (arguments.HasOption(arguments::kApplicationInfo)) {
+  } else if (arguments.HasOption(option::kApplicationInfo)) {
     RunApplicationInfoMode(arguments, client);
   } else {
     RunUploadMode(arguments, client);

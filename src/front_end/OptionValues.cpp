@@ -26,19 +26,19 @@ std::uint32_t ParseHexadecimal(const std::string& text, const std::string& if_em
 }  // namespace
 
 std::uint32_t ParseBaudRate(const ArgumentList& arguments) {
-  const std::string& text = arguments.At(arguments::kBaudRate);
+  const std::string& text = arguments.At(option::kBaudRate);
   return static_cast<std::uint32_t>(std::strtol(text.c_str(), nullptr, 10));
 }
 
 std::uint32_t ParseCommandCode(const ArgumentList& arguments) {
-  return ParseHexadecimal(arguments.GetOption(arguments::kCommand), "No command specified. Exiting",
+  return ParseHexadecimal(arguments.GetOption(option::kCommand), "No command specified. Exiting",
                           "Invalid command : ");
 }
 
 std::uint8_t ParseByteToSend(const ArgumentList& arguments) {
   const std::uint32_t value =
-      ParseHexadecimal(arguments.GetOption(arguments::kSend),
-                       "No command specified to send. Exiting", "Invalid command to send : ");
+      ParseHexadecimal(arguments.GetOption(option::kSend), "No command specified to send. Exiting",
+                       "Invalid command to send : ");
   return static_cast<std::uint8_t>(value);
 }
 

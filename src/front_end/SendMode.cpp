@@ -8,7 +8,7 @@ namespace kvo::bootloadertms {
 
 void RunSendMode(const ArgumentList& arguments, IBootLoader& client) {
   const std::uint8_t byte = ParseByteToSend(arguments);
-  FrontEndLog().LogInline("\nSend CMD (" + arguments.GetOption(arguments::kSend) + ")...");
+  FrontEndLog().LogInline("\nSend CMD (" + arguments.GetOption(option::kSend) + ")...");
   PrintAnswer(client.SendCharacter(byte));
   FrontEndLog().LogInline(" [OK]\n");
 }

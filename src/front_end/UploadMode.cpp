@@ -7,12 +7,12 @@ namespace kvo::bootloadertms {
 // Both messages go through the process-wide log, which the front end never makes verbose, so they
 // never show; meant so.
 void RunUploadMode(const ArgumentList& arguments, IBootLoader& client) {
-  if (arguments.HasOption(arguments::kActiveBootloader)) {
+  if (arguments.HasOption(option::kActiveBootloader)) {
     LogMess::GetInstance().LogInline("Active bootloader ... ");
     client.ActivateBootloader();
   }
-  client.UploadImage(arguments.At(arguments::kImagePath));
-  if (arguments.HasOption(arguments::kActiveApplication)) {
+  client.UploadImage(arguments.At(option::kImagePath));
+  if (arguments.HasOption(option::kActiveApplication)) {
     LogMess::GetInstance().LogInline("Launching application ... ");
     client.ActivateApplication();
   }

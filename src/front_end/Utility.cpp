@@ -17,7 +17,7 @@ namespace kvo::bootloadertms {
 namespace {
 
 [[noreturn]] void RunAction(const ArgumentList& arguments, std::uint32_t baud_rate) {
-  BootLoader client(arguments.At(arguments::kDevice), baud_rate);
+  BootLoader client(arguments.At(option::kDevice), baud_rate);
   RunChosenMode(arguments, client);
   FrontEndLog().LogInline("\nExiting boot loader utility for TMS\n");
   std::exit(EXIT_SUCCESS);  // at once: the system closes the port; meant so
@@ -33,12 +33,12 @@ void PrintFailure(const std::runtime_error& error) {
 }  // namespace
 
 int RunUtility(int argc, const char* const* argv) {
-  if (argc - 1 < arguments::kFewest) {
+  if (argc - 1 < option::kFewestArguments) {
     std::cerr << UsageText();
     return EXIT_FAILURE;
   }
   const ArgumentList arguments(argc, argv);
-  FrontEndLog().SetVerbose(arguments.HasOption(arguments::kVerbose));
+  FrontEndLog().SetVerbose(arguments.HasOption(option::kVerbose));
   FrontEndLog().LogInline("Entering boot loader utility for TMS\n");
   const std::uint32_t baud_rate = ParseBaudRate(arguments);
   try {

@@ -89,16 +89,16 @@ PacketAnswer ReadBlockAnswer(ISerialPort& port, std::uint32_t number) {
     case ymodem::kAck:
       return PacketAnswer::kAccepted;
     case ymodem::kNak:
-      std::cout << "NACK SendDataPacket " << std::to_string(number) << "\n";
+      std::cout << "NACK SendDataPacket " << number << "\n";
       return PacketAnswer::kSendAgain;
     case ymodem::kCrcRequest:
-      std::cout << "CRC SendDataPacket " << std::to_string(number) << "\n";
+      std::cout << "CRC SendDataPacket " << number << "\n";
       return PacketAnswer::kSendAgain;
     case ymodem::kCan:
-      std::cout << "CAN SendDataPacket " << std::to_string(number) << "\n";
+      std::cout << "CAN SendDataPacket " << number << "\n";
       return PacketAnswer::kRefused;
     default:
-      std::cout << "UNKNOWN SendDataPacket " << std::to_string(number) << "\n";
+      std::cout << "UNKNOWN SendDataPacket " << number << "\n";
       return PacketAnswer::kRefused;
   }
 }
