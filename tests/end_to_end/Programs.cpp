@@ -11,7 +11,9 @@ std::unique_ptr<RunningProgram> StartUtility(const std::vector<std::string>& arg
                                              const StandInTools& tools) {
   std::vector<std::string> command = {KVO_UTILITY};
   command.insert(command.end(), arguments.begin(), arguments.end());
-  return std::make_unique<RunningProgram>(command, tools.Environment());
+  auto utility = std::make_unique<RunningProgram>(command, tools.Environment());
+  utility->Prefer();
+  return utility;
 }
 
 Outcome RunUtility(const std::vector<std::string>& arguments, const StandInTools& tools) {
@@ -28,6 +30,7 @@ SimulatedBoard::SimulatedBoard(std::vector<std::string> options) {
   options.insert(options.begin(), {KVO_SIMULATOR, "--flash", folder_.Path("flash"), "--trace",
                                    folder_.Path("trace")});
   program_ = std::make_unique<RunningProgram>(options);
+  program_->Prefer();  // the utility waits for an answer for 100 ms only
   path_ = program_->FirstLine();
   EXPECT_NE(path_, "") << program_->ErrorOutput();
 }

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <spawn.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -80,11 +81,8 @@ RunningProgram::~RunningProgram() {
   }
 }
 
-int RunningProgram::Wait(std::chrono::seconds limit) {
-  const auto deadline = steady_clock::now() + limit;
-  while (!HasEnded() && steady_clock::now() < deadline) {
-    std::this_thread::sleep_for(kPause);
-  }
+int RunningProgram::Wait(std::chrono::milliseconds limit) {
+  WaitUntil([] { return false; }, limit);
   return exit_status_;
 }
 
@@ -97,19 +95,35 @@ std::string RunningProgram::Output() const { return ReadFile(folder_.Path("out")
 std::string RunningProgram::ErrorOutput() const { return ReadFile(folder_.Path("err")); }
 
 std::string RunningProgram::FirstLine(std::chrono::seconds limit) {
+  const bool has_line =
+      WaitUntil([this] { return Output().find('\n') != std::string::npos; }, limit);
+  const std::string output = Output();
+  return has_line ? output.substr(0, output.find('\n')) : "";
+}
+
+bool RunningProgram::OutputBeginsWith(const std::string& text, std::chrono::seconds limit) {
+  return WaitUntil([this, &text] { return Output().compare(0, text.size(), text) == 0; }, limit);
+}
+
+void RunningProgram::Prefer() const {
+  constexpr int kBeforeOthers = -15;
+  ::setpriority(PRIO_PROCESS, static_cast<id_t>(id_), kBeforeOthers);
+}
+
+// Whether the condition came true before the program's end and within the limit.
+bool RunningProgram::WaitUntil(const std::function<bool()>& condition,
+                               std::chrono::milliseconds limit) {
   const auto deadline = steady_clock::now() + limit;
-  while (steady_clock::now() < deadline) {
-    const std::string output = Output();
-    const std::size_t end = output.find('\n');
-    if (end != std::string::npos) {
-      return output.substr(0, end);
+  while (true) {
+    const bool ended = HasEnded();
+    if (condition()) {
+      return true;
     }
-    if (HasEnded()) {
-      break;
+    if (ended || steady_clock::now() >= deadline) {
+      return false;
     }
     std::this_thread::sleep_for(kPause);
   }
-  return "";
 }
 
 bool RunningProgram::HasEnded() {

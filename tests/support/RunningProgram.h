@@ -3,6 +3,7 @@
 #include <sys/types.h>
 
 #include <chrono>
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -24,7 +25,7 @@ class RunningProgram {
 
   // Waits for the end. The result is the exit status, 128 and the signal's number for an end by a
   // signal, and -1 when the program still runs after `limit`.
-  int Wait(std::chrono::seconds limit = std::chrono::seconds(120));
+  int Wait(std::chrono::milliseconds limit = std::chrono::seconds(120));
 
   void Signal(int signal) const;
   pid_t Id() const;
@@ -36,8 +37,18 @@ class RunningProgram {
   // Waits until the output holds a whole line, and returns the first one; empty after `limit`.
   std::string FirstLine(std::chrono::seconds limit = std::chrono::seconds(60));
 
+  // Waits until the output begins with `text`; false when it doesn't within `limit` or before the
+  // end.
+  bool OutputBeginsWith(const std::string& text,
+                        std::chrono::seconds limit = std::chrono::seconds(60));
+
+  // Lets the program run before others, where this process may decide so: for one that has to
+  // answer in time, also on a busy machine.
+  void Prefer() const;
+
  private:
   bool HasEnded();
+  bool WaitUntil(const std::function<bool()>& condition, std::chrono::milliseconds limit);
 
   TemporaryFolder folder_;
   pid_t id_ = -1;

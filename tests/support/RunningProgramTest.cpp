@@ -37,6 +37,14 @@ TEST(RunningProgramTest, AnEndWithoutALineGivesAnEmptyOne) {
   EXPECT_EQ(program.FirstLine(), "");
 }
 
+TEST(RunningProgramTest, TellsHowItsOutputBegins) {
+  RunningProgram program({"sh", "-c", "echo ready; exec sleep 300"});
+  program.Prefer();
+  EXPECT_TRUE(program.OutputBeginsWith("rea"));
+  EXPECT_FALSE(program.OutputBeginsWith("steady", std::chrono::seconds(0)));
+  EXPECT_EQ(program.Wait(std::chrono::milliseconds(1)), -1);
+}
+
 TEST(RunningProgramTest, AMissingProgramIsAnError) {
   EXPECT_THROW(RunningProgram({"/no/such/program"}), std::system_error);
 }
