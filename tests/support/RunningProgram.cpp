@@ -41,6 +41,11 @@ std::vector<std::string> Environment(const std::map<std::string, std::string>& a
   return environment;
 }
 
+void PreferProcess(pid_t id) {
+  constexpr int kBeforeOthers = -15;
+  ::setpriority(PRIO_PROCESS, static_cast<id_t>(id), kBeforeOthers);
+}
+
 class SpawnActions {
  public:
   SpawnActions() { ::posix_spawn_file_actions_init(&actions_); }
@@ -58,6 +63,8 @@ class SpawnActions {
 };
 
 }  // namespace
+
+void PreferThisProcess() { PreferProcess(::getpid()); }
 
 RunningProgram::RunningProgram(const std::vector<std::string>& command,
                                const std::map<std::string, std::string>& environment) {
@@ -105,10 +112,7 @@ bool RunningProgram::OutputBeginsWith(const std::string& text, std::chrono::seco
   return WaitUntil([this, &text] { return Output().compare(0, text.size(), text) == 0; }, limit);
 }
 
-void RunningProgram::Prefer() const {
-  constexpr int kBeforeOthers = -15;
-  ::setpriority(PRIO_PROCESS, static_cast<id_t>(id_), kBeforeOthers);
-}
+void RunningProgram::Prefer() const { PreferProcess(id_); }
 
 // Whether the condition came true before the program's end and within the limit.
 bool RunningProgram::WaitUntil(const std::function<bool()>& condition,

@@ -12,6 +12,10 @@
 
 namespace kvo::bootloadertms::testing {
 
+// Lets this process and all that it starts from now on run before others, where it may decide so:
+// for what has to answer in time, also on a busy machine.
+void PreferThisProcess();
+
 // A program that a test starts; it is killed when the object ends before it does.
 class RunningProgram {
  public:
@@ -42,8 +46,7 @@ class RunningProgram {
   bool OutputBeginsWith(const std::string& text,
                         std::chrono::seconds limit = std::chrono::seconds(60));
 
-  // Lets the program run before others, where this process may decide so: for one that has to
-  // answer in time, also on a busy machine.
+  // As `PreferThisProcess`, for the program.
   void Prefer() const;
 
  private:

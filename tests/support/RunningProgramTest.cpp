@@ -40,6 +40,7 @@ TEST(RunningProgramTest, AnEndWithoutALineGivesAnEmptyOne) {
 TEST(RunningProgramTest, TellsHowItsOutputBegins) {
   RunningProgram program({"sh", "-c", "echo ready; exec sleep 300"});
   program.Prefer();
+  PreferThisProcess();
   EXPECT_TRUE(program.OutputBeginsWith("rea"));
   EXPECT_FALSE(program.OutputBeginsWith("steady", std::chrono::seconds(0)));
   EXPECT_EQ(program.Wait(std::chrono::milliseconds(1)), -1);
