@@ -7,13 +7,30 @@
 
 namespace kvo::bootloadertms::testing {
 
-std::unique_ptr<RunningProgram> StartUtility(const std::vector<std::string>& arguments,
-                                             const StandInTools& tools) {
-  std::vector<std::string> command = {KVO_UTILITY};
+namespace {
+
+std::unique_ptr<RunningProgram> Start(std::vector<std::string> command,
+                                      const std::vector<std::string>& arguments,
+                                      const std::map<std::string, std::string>& environment) {
+  command.emplace_back(KVO_UTILITY);
   command.insert(command.end(), arguments.begin(), arguments.end());
-  auto utility = std::make_unique<RunningProgram>(command, tools.Environment());
+  auto utility = std::make_unique<RunningProgram>(command, environment);
   utility->Prefer();
   return utility;
+}
+
+}  // namespace
+
+std::unique_ptr<RunningProgram> StartUtility(const std::vector<std::string>& arguments,
+                                             const StandInTools& tools) {
+  return Start({}, arguments, tools.Environment());
+}
+
+std::unique_ptr<RunningProgram> StartUtilityInFastTime(const std::vector<std::string>& arguments,
+                                                       const StandInTools& tools) {
+  std::map<std::string, std::string> environment = tools.Environment();
+  environment["ASAN_OPTIONS"] = "verify_asan_link_order=0";  // faketime's library comes first
+  return Start({"faketime", "-f", "+0 x40"}, arguments, environment);
 }
 
 Outcome RunUtility(const std::vector<std::string>& arguments, const StandInTools& tools) {

@@ -2,16 +2,20 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
 #include <cstdlib>
 #include <system_error>
+#include <thread>
 
 namespace kvo::bootloadertms::testing {
 
 namespace {
+
+constexpr std::chrono::milliseconds kPause{5};
 
 int Checked(int result, const char* what) {
   if (result == -1) {
@@ -53,6 +57,17 @@ void TestTerminal::Send(const std::string& bytes) const {
   }
 }
 
+void TestTerminal::WaitUntilRead() const {
+  const int near_end = Checked(::open(path_.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK), "open");
+  for (int unread = 1; unread > 0;) {
+    std::this_thread::sleep_for(kPause);
+    pollfd ready{.fd = near_end, .events = POLLIN, .revents = 0};
+    ::poll(&ready, 1, 0);  // so that what is still on its way is counted
+    Checked(::ioctl(near_end, FIONREAD, &unread), "FIONREAD");
+  }
+  ::close(near_end);
+}
+
 std::string TestTerminal::Receive(std::size_t count, std::chrono::milliseconds limit) const {
   using std::chrono::steady_clock;
   const auto deadline = steady_clock::now() + limit;
@@ -61,6 +76,9 @@ std::string TestTerminal::Receive(std::size_t count, std::chrono::milliseconds l
     pollfd ready{.fd = far_end_, .events = POLLIN, .revents = 0};
     ::poll(&ready, 1, 10);
     if ((ready.revents & POLLIN) == 0) {
+      if ((ready.revents & POLLHUP) != 0) {
+        std::this_thread::sleep_for(kPause);  // nobody has the near end open
+      }
       continue;
     }
     std::array<char, 4096> piece{};

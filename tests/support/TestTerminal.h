@@ -25,6 +25,9 @@ class TestTerminal {
 
   void Send(const std::string& bytes) const;
 
+  // Waits until the near end has read all that was sent to it. Somebody must have it open.
+  void WaitUntilRead() const;
+
   // Waits until `count` bytes have come from the near end and returns them; fewer after `limit`.
   std::string Receive(std::size_t count,
                       std::chrono::milliseconds limit = std::chrono::seconds(20)) const;

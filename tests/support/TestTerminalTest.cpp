@@ -4,6 +4,9 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <thread>
+
 namespace kvo::bootloadertms::testing {
 namespace {
 
@@ -25,6 +28,28 @@ TEST(TestTerminalTest, CarriesBytesAndSettings) {
   termios seen{};
   EXPECT_EQ(::tcgetattr(near_end, &seen), 0);
   EXPECT_EQ(seen.c_lflag, settings.c_lflag);
+  ::close(near_end);
+}
+
+TEST(TestTerminalTest, WaitsUntilTheNearEndHasReadAll) {
+  const TestTerminal terminal;
+  termios settings = terminal.Settings();
+  ::cfmakeraw(&settings);
+  terminal.SetSettings(settings);
+  const int near_end = ::open(terminal.Path().c_str(), O_RDWR | O_NOCTTY);
+  ASSERT_NE(near_end, -1);
+  terminal.Send("XY");
+  std::atomic<bool> waiting = true;
+  std::thread waiter([&] {
+    terminal.WaitUntilRead();
+    waiting = false;
+  });
+  std::string bytes(2, '\0');
+  EXPECT_EQ(::read(near_end, bytes.data(), 1), 1);
+  EXPECT_TRUE(waiting);
+  EXPECT_EQ(::read(near_end, &bytes[1], 1), 1);
+  waiter.join();
+  EXPECT_EQ(bytes, "XY");
   ::close(near_end);
 }
 
