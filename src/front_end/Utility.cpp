@@ -10,6 +10,7 @@
 #include "front_end/FrontEndLog.h"
 #include "front_end/Modes.h"
 #include "front_end/OptionValues.h"
+#include "front_end/StandardStreams.h"
 #include "front_end/Usage.h"
 
 namespace kvo::bootloadertms {
@@ -33,6 +34,7 @@ void PrintFailure(const std::runtime_error& error) {
 }  // namespace
 
 int RunUtility(int argc, const char* const* argv) {
+  DetachActionFromStandardStreams();
   if (argc - 1 < option::kFewestArguments) {
     std::cerr << UsageText();
     return EXIT_FAILURE;

@@ -1,0 +1,29 @@
+#include "front_end/StandardStreams.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <initializer_list>
+
+namespace kvo::bootloadertms {
+
+namespace {
+
+// A handler, as an ignored signal would stay ignored in the programs that this one starts.
+void Survive(int /*signal*/) {}
+
+bool IsClosed(int descriptor) { return ::fcntl(descriptor, F_GETFD) == -1; }
+
+}  // namespace
+
+void DetachActionFromStandardStreams() {
+  std::signal(SIGPIPE, Survive);
+  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (IsClosed(stream)) {
+      ::open("/dev/null", O_RDWR);  // gets the lowest free number: this one
+    }
+  }
+}
+
+}  // namespace kvo::bootloadertms
