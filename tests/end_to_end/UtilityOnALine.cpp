@@ -71,6 +71,13 @@ void UtilityOnALine::ExpectFailure(const std::string& output, const std::string&
   EXPECT_EQ(outcome.error_output, "");
 }
 
+void UtilityOnALine::ExpectEndBySignal(int signal) {
+  Signal(signal);
+  EXPECT_EQ(OutcomeOf(*utility_).exit_status, 128 + signal);
+  while (!terminal_.Receive(1, milliseconds(1)).empty()) {
+  }
+}
+
 milliseconds UtilityOnALine::RunTime() const { return run_time_; }
 
 Outcome UtilityOnALine::End() {

@@ -55,6 +55,10 @@ class UtilityOnALine : public ::testing::Test {
   // `output` up to the report of the failure, which tells `message`.
   void ExpectFailure(const std::string& output, const std::string& message);
 
+  void Signal(int signal) const { utility_->Signal(signal); }
+  // Sends the signal and waits for the end; what went out on the line before is dropped.
+  void ExpectEndBySignal(int signal);
+
   // From before the start to behind the end of the run: its pauses fit into it.
   std::chrono::milliseconds RunTime() const;
 
