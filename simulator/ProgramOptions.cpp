@@ -1,17 +1,16 @@
 #include "simulator/ProgramOptions.h"
 
 #include <CLI/CLI.hpp>
-#include <charconv>
 #include <iostream>
-#include <limits>
 #include <stdexcept>
 #include <string>
+
+#include "simulator/TextParsing.h"
 
 namespace kvo::boardsimulator {
 namespace {
 
 constexpr int kUsageError = 2;
-constexpr std::uint32_t kLongestTimeInMs = 3'600'000;
 
 constexpr const char* kFaultHelp =
     R"(Faults: --fault ACTION@PLACE[/TIMES], as often as wanted
@@ -42,14 +41,9 @@ constexpr const char* kFaultHelp =
   Examples: --fault nak@block:3/2 --fault byte=46@start --fault silence@verdict/always)";
 
 std::uint32_t ParseNumber(const std::string& text, std::uint32_t smallest, std::uint32_t largest) {
-  std::uint32_t number = 0;
-  const char* const end = text.data() + text.size();
-  const auto [stop, error] = std::from_chars(text.data(), end, number);
-  if (stop != end || error != std::errc() || number < smallest || number > largest) {
-    throw CLI::ValidationError("'" + text + "' is not a number from " + std::to_string(smallest) +
-                               " to " + std::to_string(largest));
-  }
-  return number;
+  if (const auto number = ReadNumber(text, smallest, largest)) return *number;
+  throw CLI::ValidationError("'" + text + "' is not a number from " + std::to_string(smallest) +
+                             " to " + std::to_string(largest));
 }
 
 template <typename Setter>
@@ -93,7 +87,7 @@ void AddTimeOptions(CLI::App& app, BoardSettings& board) {
   AddNumber(app, "--silence-time", "MS", 1, kLongestTimeInMs,
             "How long a sender may be silent before the board gives up an upload (default: 3000)",
             [&board](std::uint32_t time) { board.times.silence = milliseconds(time); });
-  AddNumber(app, "--ping-silence", "N", 0, std::numeric_limits<std::uint32_t>::max(),
+  AddNumber(app, "--ping-silence", "N", 0, kLargestCount,
             "Leave the first N pings after the start and after each switch without an answer "
             "(default: 0)",
             [&board](std::uint32_t count) { board.silent_pings = count; });
@@ -104,7 +98,7 @@ void AddLineOptions(CLI::App& app, SimulatorOptions& options) {
                  "Make a symbolic link to the device here, and remove it at the end; a symbolic "
                  "link that is there already is replaced")
       ->type_name("PATH");
-  AddNumber(app, "--line-rate", "BAUD", 1, std::numeric_limits<std::uint32_t>::max(),
+  AddNumber(app, "--line-rate", "BAUD", 1, kLargestCount,
             "Pace both directions as a line of this rate, ten bits a byte (default: as fast as it "
             "goes)",
             [&options](std::uint32_t rate) { options.line_rate = rate; });
