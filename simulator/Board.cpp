@@ -39,12 +39,12 @@ Board::Board(ByteStream& stream, BoardSettings settings, std::vector<Fault> faul
       complaints_(complaints),
       packet_zero_(settings_.names, settings_.identification),
       answers_(stream_, faults_, trace_),
+      texts_(stream_, settings_.manner),
       state_(settings_.state),
       pings_to_ignore_(settings_.silent_pings) {}
 
 const std::vector<Board::Command>& Board::ApplicationCommands() {
   static const std::vector<Command> kCommands{
-      {'0', &Board::AnswerApplicationPing},
       {'Q', &Board::StartBootloader},
   };
   return kCommands;
@@ -52,7 +52,6 @@ const std::vector<Board::Command>& Board::ApplicationCommands() {
 
 const std::vector<Board::Command>& Board::BootloaderCommands() {
   static const std::vector<Command> kCommands{
-      {'0', &Board::AnswerBootloaderPing},
       {'1', &Board::ReceiveImage},
       {'6', &Board::StartApplication},
       {kCan, &Board::Ignore},
@@ -63,26 +62,39 @@ const std::vector<Board::Command>& Board::BootloaderCommands() {
 void Board::Serve() {
   Note(state_ == BoardState::kApplication ? "application runs" : "bootloader runs");
   while (true) {
-    const auto code = stream_.ReadByte(kNever);
-    if (!code) continue;
-    if (state_ == BoardState::kApplication) {
-      ServeApplication(*code);
-    } else {
-      ServeBootloader(*code);
-    }
+    if (const auto byte = stream_.ReadByte(kNever)) Serve(*byte);
   }
 }
 
-void Board::ServeApplication(std::uint8_t code) { Run(ApplicationCommands(), code); }
-
-void Board::ServeBootloader(std::uint8_t code) {
-  if (MayBeRepeatedClosing(code)) return AnswerRepeatedClosing(code);
+void Board::Serve(std::uint8_t byte) {
+  if (MayBeRepeatedClosing(byte)) return AnswerRepeatedClosing(byte);
   verdict_time_.reset();
-  if (!Run(BootloaderCommands(), code)) Say("U\r\n");
+  ServeRequest(byte);
 }
 
-bool Board::Run(const std::vector<Command>& commands, std::uint8_t code) {
-  for (const Command& command : commands) {
+void Board::ServeRequest(std::uint8_t code) {
+  if (IsPingToIgnore(code)) return;
+  if (const auto answer = settings_.answers.Find(state_, code)) return Give(*answer);
+  if (settings_.answers.IsMadeUnknown(code) || !RunCommand(code)) RejectRequest(code);
+}
+
+bool Board::IsPingToIgnore(std::uint8_t code) {
+  if (code != '0' || pings_to_ignore_ == 0) return false;
+  --pings_to_ignore_;
+  return true;
+}
+
+void Board::Give(const Answer& answer) {
+  if (answer.line_end_follows) {
+    texts_.AnswerLine(answer.text);
+  } else {
+    texts_.Answer(answer.text);
+  }
+}
+
+bool Board::RunCommand(std::uint8_t code) {
+  const bool application_runs = state_ == BoardState::kApplication;
+  for (const Command& command : application_runs ? ApplicationCommands() : BootloaderCommands()) {
     if (command.code != code) continue;
     (this->*command.handler)();
     return true;
@@ -90,18 +102,9 @@ bool Board::Run(const std::vector<Command>& commands, std::uint8_t code) {
   return false;
 }
 
-void Board::AnswerApplicationPing() {
-  if (AnswersPing()) Say("ping_callback_function\r\n");
-}
-
-void Board::AnswerBootloaderPing() {
-  if (AnswersPing()) Say("A");
-}
-
-bool Board::AnswersPing() {
-  if (pings_to_ignore_ == 0) return true;
-  --pings_to_ignore_;
-  return false;
+void Board::RejectRequest(std::uint8_t code) {
+  Note("unknown code " + NameOfCode(code));
+  if (state_ == BoardState::kBootloader) texts_.AnswerLine("U");
 }
 
 void Board::StartApplication() {
@@ -172,11 +175,6 @@ void Board::AnswerRepeatedClosing(std::uint8_t first_byte) {
       AnswerOutcome::kTaken) {
     GiveVerdict();
   }
-}
-
-void Board::Say(std::string_view text) {
-  const std::vector<std::uint8_t> bytes(text.begin(), text.end());
-  stream_.Send(bytes);
 }
 
 void Board::Note(std::string_view event) { trace_.Event(event, stream_.Now()); }

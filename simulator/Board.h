@@ -7,16 +7,17 @@
 #include <vector>
 
 #include "simulator/AnswerSender.h"
+#include "simulator/AnswerTable.h"
+#include "simulator/BoardState.h"
 #include "simulator/BoardTable.h"
 #include "simulator/ByteStream.h"
 #include "simulator/FaultPlan.h"
 #include "simulator/PacketZero.h"
+#include "simulator/TextSender.h"
 #include "simulator/Trace.h"
 #include "simulator/YmodemReceiver.h"
 
 namespace kvo::boardsimulator {
-
-enum class BoardState { kApplication, kBootloader };
 
 struct BoardSettings {
   BoardNames names;
@@ -25,6 +26,8 @@ struct BoardSettings {
   std::chrono::milliseconds switch_time{200};
   std::uint32_t silent_pings = 0;  // after the start and after each switch
   ReceiverTimes times;
+  AnswerTable answers;
+  TextManner manner;
 };
 
 // Keeps a good image; throws std::runtime_error if it cannot.
@@ -46,29 +49,28 @@ class Board {
     void (Board::*handler)();
   };
 
-  // One row a command; a new answer of the board is a new row and its handler.
+  // What more than a text answers, one row a command; the texts stand in the AnswerTable.
   static const std::vector<Command>& ApplicationCommands();
   static const std::vector<Command>& BootloaderCommands();
 
-  void ServeApplication(std::uint8_t code);
-  void ServeBootloader(std::uint8_t code);
-  bool Run(const std::vector<Command>& commands, std::uint8_t code);
+  void Serve(std::uint8_t byte);
+  void ServeRequest(std::uint8_t code);
+  bool RunCommand(std::uint8_t code);
+  void Give(const Answer& answer);
+  void RejectRequest(std::uint8_t code);
 
-  void AnswerApplicationPing();
-  void AnswerBootloaderPing();
   void StartApplication();
   void StartBootloader();
   void ReceiveImage();
   void Ignore() {}
 
   void SwitchTo(BoardState state);
-  bool AnswersPing();
+  bool IsPingToIgnore(std::uint8_t code);
   char Judge(const Reception& reception);
   bool Keep(std::span<const std::uint8_t> image);
   void GiveVerdict();
   void AnswerRepeatedClosing(std::uint8_t first_byte);
   bool MayBeRepeatedClosing(std::uint8_t code) const;
-  void Say(std::string_view text);
   void Note(std::string_view event);
 
   ByteStream& stream_;
@@ -79,6 +81,7 @@ class Board {
   std::ostream& complaints_;
   BoardPacketZero packet_zero_;
   AnswerSender answers_;
+  TextSender texts_;
   BoardState state_;
   bool application_valid_ = true;
   std::uint32_t pings_to_ignore_;

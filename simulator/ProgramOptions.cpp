@@ -2,9 +2,10 @@
 
 #include <CLI/CLI.hpp>
 #include <iostream>
-#include <stdexcept>
 #include <string>
 
+#include "simulator/AnswerOptions.h"
+#include "simulator/OptionValues.h"
 #include "simulator/TextParsing.h"
 
 namespace kvo::boardsimulator {
@@ -40,38 +41,17 @@ constexpr const char* kFaultHelp =
   stays invalid. Several faults at one place happen one after the other.
   Examples: --fault nak@block:3/2 --fault byte=46@start --fault silence@verdict/always)";
 
-std::uint32_t ParseNumber(const std::string& text, std::uint32_t smallest, std::uint32_t largest) {
-  if (const auto number = ReadNumber(text, smallest, largest)) return *number;
-  throw CLI::ValidationError("'" + text + "' is not a number from " + std::to_string(smallest) +
-                             " to " + std::to_string(largest));
-}
-
-template <typename Setter>
-void AddNumber(CLI::App& app, const std::string& name, const std::string& unit,
-               std::uint32_t smallest, std::uint32_t largest, const std::string& help, Setter set) {
-  const auto take = [name, smallest, largest, set](const std::string& text) {
-    try {
-      set(ParseNumber(text, smallest, largest));
-    } catch (const CLI::ValidationError& error) {
-      throw CLI::ValidationError(name, error.what());
-    }
-  };
-  app.add_option_function<std::string>(name, take, help)->type_name(unit);
-}
-
 void AddBoardOptions(CLI::App& app, BoardSettings& board) {
   const auto set_board = [&board](const std::string& key) { board.names = FindBoard(key).value(); };
-  app.add_option_function<std::string>("--board", set_board,
-                                       "The board to be, by the key in its images' file names "
-                                       "(default: tv)")
-      ->type_name("KEY")
+  AddOption(
+      app,
+      {"--board", "KEY", "The board to be, by the key in its images' file names (default: tv)"},
+      set_board)
       ->check(CLI::IsMember(BoardKeys()));
   const auto set_state = [&board](const std::string& name) {
     board.state = name == "bootloader" ? BoardState::kBootloader : BoardState::kApplication;
   };
-  app.add_option_function<std::string>("--state", set_state,
-                                       "What runs at the start (default: application)")
-      ->type_name("STATE")
+  AddOption(app, {"--state", "STATE", "What runs at the start (default: application)"}, set_state)
       ->check(CLI::IsMember({"application", "bootloader"}));
   app.add_option("--identification", board.identification,
                  "Accept also images for this text, 'F1|F2|F3|', in place of the three names")
@@ -80,17 +60,22 @@ void AddBoardOptions(CLI::App& app, BoardSettings& board) {
 
 void AddTimeOptions(CLI::App& app, BoardSettings& board) {
   using std::chrono::milliseconds;
-  AddNumber(app, "--switch-time", "MS", 0, kLongestTimeInMs,
-            "How long a switch between application and bootloader takes; what arrives meanwhile "
-            "is lost (default: 200)",
+  AddNumber(app,
+            {"--switch-time", "MS",
+             "How long a switch between application and bootloader takes; what arrives meanwhile "
+             "is lost (default: 200)"},
+            0, kLongestTimeInMs,
             [&board](std::uint32_t time) { board.switch_time = milliseconds(time); });
-  AddNumber(app, "--silence-time", "MS", 1, kLongestTimeInMs,
-            "How long a sender may be silent before the board gives up an upload (default: 3000)",
+  AddNumber(app,
+            {"--silence-time", "MS",
+             "How long a sender may be silent before the board gives up an upload (default: 3000)"},
+            1, kLongestTimeInMs,
             [&board](std::uint32_t time) { board.times.silence = milliseconds(time); });
-  AddNumber(app, "--ping-silence", "N", 0, kLargestCount,
-            "Leave the first N pings after the start and after each switch without an answer "
-            "(default: 0)",
-            [&board](std::uint32_t count) { board.silent_pings = count; });
+  AddNumber(app,
+            {"--ping-silence", "N",
+             "Leave the first N pings after the start and after each switch without an answer "
+             "(default: 0)"},
+            0, kLargestCount, [&board](std::uint32_t count) { board.silent_pings = count; });
 }
 
 void AddLineOptions(CLI::App& app, SimulatorOptions& options) {
@@ -98,31 +83,15 @@ void AddLineOptions(CLI::App& app, SimulatorOptions& options) {
                  "Make a symbolic link to the device here, and remove it at the end; a symbolic "
                  "link that is there already is replaced")
       ->type_name("PATH");
-  AddNumber(app, "--line-rate", "BAUD", 1, kLargestCount,
-            "Pace both directions as a line of this rate, ten bits a byte (default: as fast as it "
-            "goes)",
-            [&options](std::uint32_t rate) { options.line_rate = rate; });
+  AddNumber(app,
+            {"--line-rate", "BAUD",
+             "Pace both directions as a line of this rate, ten bits a byte (default: as fast as it "
+             "goes)"},
+            1, kLargestCount, [&options](std::uint32_t rate) { options.line_rate = rate; });
   app.add_option("--flash", options.flash, "Write each good image to this file, before the verdict")
       ->type_name("FILE");
   app.add_option("--trace", options.trace, "Record all bytes and events in this file")
       ->type_name("FILE");
-}
-
-void AddFaultOption(CLI::App& app, std::vector<Fault>& faults) {
-  const auto add = [&faults](const std::vector<std::string>& texts) {
-    for (const std::string& text : texts) {
-      try {
-        faults.push_back(ParseFault(text));
-      } catch (const std::invalid_argument& mistake) {
-        throw CLI::ValidationError("--fault", mistake.what());
-      }
-    }
-  };
-  app.add_option_function<std::vector<std::string>>(
-         "--fault", add, "Misbehave in an upload, see below; may be given again")
-      ->type_name("FAULT")
-      ->type_size(1)
-      ->allow_extra_args(false);
 }
 
 void AddOptions(CLI::App& app, SimulatorOptions& options) {
@@ -133,8 +102,11 @@ void AddOptions(CLI::App& app, SimulatorOptions& options) {
   AddBoardOptions(app, options.board);
   AddTimeOptions(app, options.board);
   AddLineOptions(app, options);
-  AddFaultOption(app, options.faults);
-  app.footer(kFaultHelp);
+  AddAnswerOptions(app, options.board);
+  AddRepeatable(
+      app, {"--fault", "FAULT", "Misbehave in an upload, see below; may be given again"},
+      [&options](const std::string& text) { options.faults.push_back(ParseFault(text)); });
+  app.footer(std::string(kAnswerHelp) + "\n\n" + kFaultHelp);
 }
 
 }  // namespace

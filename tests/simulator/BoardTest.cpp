@@ -23,10 +23,13 @@ class BoardTest : public testing::Test {
 
   void Run() {
     ByteStream stream(line_);
-    Trace trace;
+    auto record = std::make_unique<std::ostringstream>();
+    const std::ostringstream& written = *record;
+    Trace trace(std::move(record), line_.Now());
     const ImageKeeper keeper = [this](std::span<const std::uint8_t> image) { Keep(image); };
     Board board(stream, settings_, faults_, keeper, trace, complaints_);
     EXPECT_THROW(board.Serve(), ServingEnded);
+    trace_ = written.str();
   }
   void Keep(std::span<const std::uint8_t> image) {
     if (keeper_fails_) throw std::runtime_error("the flash is full");
@@ -48,6 +51,7 @@ class BoardTest : public testing::Test {
     return {sent.begin(), sent.end()};
   }
   std::string SentHex() const { return ToHex(line_.Sent()); }
+  void Give(std::string_view answer) { settings_.answers.Give(ParseGivenAnswer(answer)); }
 
   ScriptedLine line_;
   BoardSettings settings_;
@@ -55,6 +59,7 @@ class BoardTest : public testing::Test {
   std::vector<Bytes> kept_;
   bool keeper_fails_ = false;
   std::ostringstream complaints_;
+  std::string trace_;
 };
 
 TEST_F(BoardTest, ApplicationAnswersPings) {
@@ -88,6 +93,103 @@ TEST_F(BoardTest, BootloaderDoesNotKnowOtherBytes) {
   line_.Arrive(FromText("Qz")).Arrive(FromHex("00 01"));
   Run();
   EXPECT_EQ(SentText(), "U\r\nU\r\nU\r\nU\r\n");
+}
+
+TEST_F(BoardTest, UnknownCodesStandInTheTrace) {
+  settings_.state = BoardState::kApplication;
+  Arrive("zQ").Pause(1000).Arrive(FromHex("07"));
+  Run();
+  EXPECT_EQ(trace_,
+            "   0.000000 # application runs\n"
+            "   0.000000 # unknown code 'z'\n"
+            "   0.200000 # bootloader started\n"
+            "   1.000000 # unknown code 0x07\n");
+}
+
+TEST_F(BoardTest, ApplicationAnswersQuestions) {
+  settings_.state = BoardState::kApplication;
+  Arrive("bshpVv789");
+  Run();
+  EXPECT_EQ(SentText(), "BOOT_NORMAL\r\nSN000042\r\nHW-R3\r\nKVO-TMS\r\nV2.10\r\nv1.04\r\n");
+}
+
+TEST_F(BoardTest, BootloaderAnswersQuestions) {
+  Arrive("789shpVvb");
+  Run();
+  EXPECT_EQ(SentText(),
+            "HW-INFO R3\r\nBL-INFO 1.2\r\nAPP-INFO 2.10\r\n"
+            "SN000042\r\nHW-R3\r\nKVO-TMS\r\nV2.10\r\nv1.04\r\nBOOT_NORMAL\r\n");
+}
+
+TEST_F(BoardTest, GivenAnswerReplacesPingAndQuestion) {
+  Give("0=B");
+  Give("s=SN;");
+  Arrive("0s");
+  Run();
+  EXPECT_EQ(SentText(), "BSN;");
+}
+
+TEST_F(BoardTest, GivenAnswerReplacesAnAction) {
+  Give("1=F");
+  Give("6=");
+  Arrive("16").Pause(1000).Arrive(FromText("0"));
+  Run();
+  EXPECT_EQ(SentText(), "FA");
+}
+
+TEST_F(BoardTest, ApplicationGoesOnIfTheSwitchIsAnsweredOtherwise) {
+  settings_.state = BoardState::kApplication;
+  Give("application:Q=");
+  Arrive("Q").Pause(1000).Arrive(FromText("0"));
+  Run();
+  EXPECT_EQ(SentText(), "ping_callback_function\r\n");
+}
+
+TEST_F(BoardTest, GivenAnswerIsNoUnknownCode) {
+  Give("z=");
+  Arrive("z0");
+  Run();
+  EXPECT_EQ(SentText(), "A");
+}
+
+TEST_F(BoardTest, CodesMayBeMadeUnknownToTheBootloader) {
+  settings_.answers.MakeUnknown("h0\x31\x18");
+  line_.Arrive(FromText("h01s")).Arrive(FromHex("18"));
+  Run();
+  EXPECT_EQ(SentText(), "U\r\nU\r\nU\r\nSN000042\r\nU\r\n");
+}
+
+TEST_F(BoardTest, CodesMayBeMadeUnknownToTheApplication) {
+  settings_.state = BoardState::kApplication;
+  settings_.answers.MakeUnknown("hQ");
+  Arrive("hQ").Pause(1000).Arrive(FromText("s0"));
+  Run();
+  EXPECT_EQ(SentText(), "SN000042\r\nping_callback_function\r\n");
+}
+
+TEST_F(BoardTest, LineEndFollowsTextsButNotThePingOfTheBootloader) {
+  settings_.manner.line_end = "\n";
+  Arrive("0zs60").Pause(1000).Arrive(FromText("0"));
+  Run();
+  EXPECT_EQ(SentText(), "AU\nSN000042\nping_callback_function\n");
+}
+
+TEST_F(BoardTest, WhatArrivesBeforeALateAnswerIsReadAfterIt) {
+  settings_.manner.delay = milliseconds(150);
+  Arrive("0").Pause(50).Arrive(FromText("z"));
+  Run();
+  EXPECT_EQ(SentText(), "AU\r\n");
+  EXPECT_EQ(line_.AnswerTimes(), (std::vector<std::int64_t>{150, 300}));
+}
+
+TEST_F(BoardTest, UploadIsNeitherDelayedNorInPieces) {
+  settings_.manner.delay = milliseconds(150);
+  settings_.manner.piece_size = 1;
+  ArriveUpload("1024", 1);
+  Run();
+  EXPECT_EQ(SentHex(), "43 06 43 06 06 43 06 4f");
+  EXPECT_EQ(line_.NowInMs(), 0);
+  EXPECT_EQ(line_.Answers().at(1).bytes, FromHex("06 43"));
 }
 
 TEST_F(BoardTest, ApplicationHandsOverToTheBootloader) {

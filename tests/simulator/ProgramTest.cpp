@@ -9,6 +9,7 @@
 
 #include "simulator/ChildProcess.h"
 #include "simulator/HostPort.h"
+#include "simulator/Line.h"
 #include "simulator/TemporaryFolder.h"
 
 namespace kvo::boardsimulator {
@@ -41,6 +42,20 @@ TEST(ProgramArgumentsTest, HelpNamesEachOptionAndEachFault) {
                                  "--fault",
                                  "--ping-silence",
                                  "--identification",
+                                 "--serial",
+                                 "--hardware ",
+                                 "--product",
+                                 "--version-upper",
+                                 "--version-lower",
+                                 "--boot-status",
+                                 "--hardware-info",
+                                 "--bootloader-info",
+                                 "--application-info",
+                                 "--answer CODE=TEXT",
+                                 "--unknown",
+                                 "--line-end",
+                                 "--answer-delay",
+                                 "--pieces N[:MS]",
                                  "ACTION@PLACE[/TIMES]",
                                  "block:N",
                                  "start  ",
@@ -89,7 +104,7 @@ TEST_P(ProgramMistakeTest, EndsWithStatus2AndAComplaint) {
 INSTANTIATE_TEST_SUITE_P(
     Each, ProgramMistakeTest,
     testing::Values(
-        Mistake{{"--unknown"}, "--unknown"}, Mistake{{"surplus"}, "surplus"},
+        Mistake{{"--no-such"}, "--no-such"}, Mistake{{"surplus"}, "surplus"},
         Mistake{{"--board"}, "--board"}, Mistake{{"--board", "xx"}, "--board"},
         Mistake{{"--board", "TV"}, "--board"}, Mistake{{"--state", "off"}, "--state"},
         Mistake{{"--switch-time", "soon"},
@@ -103,7 +118,22 @@ INSTANTIATE_TEST_SUITE_P(
         Mistake{{"--line-rate", "4294967296"}, "--line-rate: '4294967296' is not a number"},
         Mistake{{"--line-rate="}, "--line-rate"}, Mistake{{"--link"}, "--link"},
         Mistake{{"--flash"}, "--flash"}, Mistake{{"--trace"}, "--trace"},
-        Mistake{{"--identification"}, "--identification"}, Mistake{{"--fault"}, "--fault"},
+        Mistake{{"--identification"}, "--identification"}, Mistake{{"--serial"}, "--serial"},
+        Mistake{{"--serial", "\\"}, "--serial: unknown escape '\\'"},
+        Mistake{{"--application-info", "\\xg0"}, "--application-info: '\\x' needs two"},
+        Mistake{{"--answer"}, "--answer"},
+        Mistake{{"--answer", "s=ok", "--answer", "s"}, "--answer: answer 's': no '='"},
+        Mistake{{"--answer", "host:s=x"}, "--answer: answer 'host:s=x': 'host:s' is no code"},
+        Mistake{{"--answer", "0x1=x"}, "--answer: answer '0x1=x': '0x1' is no code"},
+        Mistake{{"--unknown"}, "--unknown"}, Mistake{{"--unknown", ""}, "--unknown: no code given"},
+        Mistake{{"--unknown", "\\q"}, "--unknown: unknown escape '\\q'"},
+        Mistake{{"--line-end", "CRLF"}, "--line-end"},
+        Mistake{{"--answer-delay", "-1"}, "--answer-delay: '-1' is not a number"},
+        Mistake{{"--answer-delay", "3600001"}, "--answer-delay: '3600001' is not a number"},
+        Mistake{{"--pieces", "0"}, "--pieces: the size of a piece must be a number from 1"},
+        Mistake{{"--pieces", "2:"}, "--pieces: the milliseconds between two pieces must be"},
+        Mistake{{"--pieces", "2:5:6"}, "--pieces: the milliseconds between two pieces must be"},
+        Mistake{{"--fault"}, "--fault"},
         Mistake{{"--fault", "nak"}, "--fault: fault 'nak': no '@', expected ACTION@PLACE[/TIMES]"},
         Mistake{{"--fault", "nak@eot", "--fault", "nak@eot/0"}, "--fault: fault 'nak@eot/0': "},
         Mistake{{"--fault", "nak@eot", "nak@closing"}, "nak@closing"}));
@@ -232,6 +262,64 @@ TEST_F(ProgramTest, PingSilenceLeavesTheFirstPingsUnanswered) {
   Start({"--state", "bootloader", "--ping-silence", "3"});
   HostPort host = OpenDevice();
   EXPECT_EQ(AnswerTo(host, FromText("0000z"), 4), "41 55 0d 0a");
+}
+
+TEST_F(ProgramTest, EachNamedTextAnswersItsCode) {
+  Start({"--state",           "bootloader", "--serial",           "S1",
+         "--hardware",        "H2",         "--product",          "P3",
+         "--version-upper",   "V4",         "--version-lower",    "v5",
+         "--boot-status",     "B6",         "--hardware-info",    "7\\x2d",
+         "--bootloader-info", "8+",         "--application-info", "9 "});
+  HostPort host = OpenDevice();
+  EXPECT_EQ(AnswerTo(host, FromText("shpVvb789"), 36),
+            ToHex(FromText("S1\r\nH2\r\nP3\r\nV4\r\nv5\r\nB6\r\n7-\r\n8+\r\n9 \r\n")));
+}
+
+TEST_F(ProgramTest, EmptyTextLeavesTheLineEnd) {
+  Start({"--serial", ""});
+  HostPort host = OpenDevice();
+  EXPECT_EQ(AnswerTo(host, FromText("s"), 2), "0d 0a");
+}
+
+TEST_F(ProgramTest, GivenAnswersAreSentAsTheyAre) {
+  Start({"--answer", "9=OK;\\r\\n", "--serial", "S1", "--answer", "application:s=[a,b]",
+         "--answer=0x07=\\0", "--answer", "h="});
+  HostPort host = OpenDevice();
+  EXPECT_EQ(AnswerTo(host, FromText("h9s\x07"), 11), ToHex(FromText("OK;\r\n[a,b]")) + " 00");
+}
+
+TEST_F(ProgramTest, UnknownCodesAreRefusedByTheBootloader) {
+  Start({"--state", "bootloader", "--unknown", "hs", "--unknown", "\\x70"});
+  HostPort host = OpenDevice();
+  EXPECT_EQ(AnswerTo(host, FromText("hsp0"), 10), "55 0d 0a 55 0d 0a 55 0d 0a 41");
+}
+
+TEST_F(ProgramTest, LineEndIsTheChosenOne) {
+  const std::vector<std::pair<std::string, std::string>> ends{{"crlf", "55 0d 0a 41"},
+                                                              {"lf", "55 0a 41"},
+                                                              {"cr", "55 0d 41"},
+                                                              {"nul", "55 00 41"},
+                                                              {"none", "55 41"}};
+  for (const auto& [name, answer] : ends) {
+    Start({"--state", "bootloader", "--line-end", name});
+    HostPort host = OpenDevice();
+    EXPECT_EQ(AnswerTo(host, FromText("z0"), (answer.size() + 1) / 3), answer);
+  }
+}
+
+TEST_F(ProgramTest, AnswerDelayAndPiecesTakeTheirTime) {
+  Start({"--state", "bootloader", "--answer-delay", "120", "--pieces", "1:30"});
+  HostPort host = OpenDevice();
+  const TimePoint start = Clock::now();
+  EXPECT_EQ(AnswerTo(host, FromText("z"), 3), "55 0d 0a");
+  EXPECT_GE(Clock::now() - start, std::chrono::milliseconds(180));
+}
+
+TEST_F(ProgramTest, LongTextArrivesWhole) {
+  const std::string text(3000, 'x');
+  Start({"--serial", text});
+  HostPort host = OpenDevice();
+  EXPECT_EQ(AnswerTo(host, FromText("s"), 3002), ToHex(FromText(text + "\r\n")));
 }
 
 TEST_F(ProgramTest, IdentificationIsAccepted) {
