@@ -38,7 +38,8 @@ void AddNamedTexts(CLI::App& app, AnswerTable& answers) {
   }
 }
 
-void AddGeneralAnswers(CLI::App& app, AnswerTable& answers) {
+void AddGeneralAnswers(CLI::App& app, BoardSettings& board) {
+  AnswerTable& answers = board.answers;
   AddRepeatable(app,
                 {"--answer", "CODE=TEXT",
                  "What answers CODE, in place of all else that it would do; may be given again"},
@@ -48,6 +49,11 @@ void AddGeneralAnswers(CLI::App& app, AnswerTable& answers) {
                   if (codes.empty()) throw std::invalid_argument("no code given");
                   answers.MakeUnknown(Unescape(codes));
                 });
+  AddRepeatable(
+      app,
+      {"--ask-again", "WORD@CODE[/TIMES]",
+       "Answer CODE with WORD first, TIMES times; may be given again"},
+      [&board](const std::string& text) { board.ask_again.push_back(ParseAskAgain(text)); });
 }
 
 const std::map<std::string, std::string>& LineEnds() {
@@ -92,11 +98,14 @@ const char* const kAnswerHelp =
   added; without TEXT there is no answer. It comes before the options for single answers
   and before --unknown; of several answers to one code the last one counts. In all these texts
   \r \n \0 \\ \xHH stand for the bytes that they name.
-  Examples: --answer '9=OK;\r\n' --answer bootloader:0=B --answer 0x41=)";
+  --ask-again WORD@CODE[/TIMES] sends WORD and a line end in place of the answer; TIMES is
+  a number or 'always', once if not given. Several for one code come one after the other.
+  Examples: --answer '9=OK;\r\n' --answer bootloader:0=B --answer 0x41=
+            --ask-again Cannot@s/2 --ask-again signature@application:b)";
 
 void AddAnswerOptions(CLI::App& app, BoardSettings& board) {
   AddNamedTexts(app, board.answers);
-  AddGeneralAnswers(app, board.answers);
+  AddGeneralAnswers(app, board);
   AddManner(app, board.manner);
 }
 

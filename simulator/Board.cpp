@@ -40,6 +40,7 @@ Board::Board(ByteStream& stream, BoardSettings settings, std::vector<Fault> faul
       packet_zero_(settings_.names, settings_.identification),
       answers_(stream_, faults_, trace_),
       texts_(stream_, settings_.manner),
+      ask_again_(settings_.ask_again),
       state_(settings_.state),
       pings_to_ignore_(settings_.silent_pings) {}
 
@@ -74,6 +75,7 @@ void Board::Serve(std::uint8_t byte) {
 
 void Board::ServeRequest(std::uint8_t code) {
   if (IsPingToIgnore(code)) return;
+  if (const auto again = ask_again_.Take(state_, code)) return MakeHostAskAgain(*again);
   if (const auto answer = settings_.answers.Find(state_, code)) return Give(*answer);
   if (settings_.answers.IsMadeUnknown(code) || !RunCommand(code)) RejectRequest(code);
 }
@@ -82,6 +84,11 @@ bool Board::IsPingToIgnore(std::uint8_t code) {
   if (code != '0' || pings_to_ignore_ == 0) return false;
   --pings_to_ignore_;
   return true;
+}
+
+void Board::MakeHostAskAgain(const AskAgain& again) {
+  Note("ask again " + again.text);
+  texts_.AnswerLine(again.word);
 }
 
 void Board::Give(const Answer& answer) {

@@ -8,6 +8,7 @@
 
 #include "simulator/AnswerSender.h"
 #include "simulator/AnswerTable.h"
+#include "simulator/AskAgain.h"
 #include "simulator/BoardState.h"
 #include "simulator/BoardTable.h"
 #include "simulator/ByteStream.h"
@@ -27,6 +28,7 @@ struct BoardSettings {
   std::uint32_t silent_pings = 0;  // after the start and after each switch
   ReceiverTimes times;
   AnswerTable answers;
+  std::vector<AskAgain> ask_again;
   TextManner manner;
 };
 
@@ -56,6 +58,7 @@ class Board {
   void Serve(std::uint8_t byte);
   void ServeRequest(std::uint8_t code);
   bool RunCommand(std::uint8_t code);
+  void MakeHostAskAgain(const AskAgain& again);
   void Give(const Answer& answer);
   void RejectRequest(std::uint8_t code);
 
@@ -82,6 +85,7 @@ class Board {
   BoardPacketZero packet_zero_;
   AnswerSender answers_;
   TextSender texts_;
+  AskAgainPlan ask_again_;
   BoardState state_;
   bool application_valid_ = true;
   std::uint32_t pings_to_ignore_;

@@ -167,6 +167,28 @@ TEST_F(BoardTest, CodesMayBeMadeUnknownToTheApplication) {
   EXPECT_EQ(SentText(), "SN000042\r\nping_callback_function\r\n");
 }
 
+TEST_F(BoardTest, FirstRequestsMayBeAnsweredByWordsToAskAgain) {
+  settings_.ask_again = {ParseAskAgain("Cannot@s/2"), ParseAskAgain("scan@s"),
+                         ParseAskAgain("signature@application:h/always")};
+  Arrive("sshsss");
+  Run();
+  EXPECT_EQ(SentText(), "Cannot\r\nCannot\r\nHW-R3\r\nscan\r\nSN000042\r\nSN000042\r\n");
+  EXPECT_EQ(trace_,
+            "   0.000000 # bootloader runs\n"
+            "   0.000000 # ask again Cannot@s/2\n"
+            "   0.000000 # ask again Cannot@s/2\n"
+            "   0.000000 # ask again scan@s\n");
+}
+
+TEST_F(BoardTest, WordsToAskAgainComeBeforeAllElse) {
+  settings_.ask_again = {ParseAskAgain("can@s"), ParseAskAgain("can@h"), ParseAskAgain("can@6")};
+  settings_.answers.MakeUnknown("h");
+  Give("s=SN8");
+  Arrive("ss").Arrive(FromText("hh60"));
+  Run();
+  EXPECT_EQ(SentText(), "can\r\nSN8can\r\nU\r\ncan\r\nA");
+}
+
 TEST_F(BoardTest, LineEndFollowsTextsButNotThePingOfTheBootloader) {
   settings_.manner.line_end = "\n";
   Arrive("0zs60").Pause(1000).Arrive(FromText("0"));

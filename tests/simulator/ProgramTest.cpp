@@ -53,6 +53,7 @@ TEST(ProgramArgumentsTest, HelpNamesEachOptionAndEachFault) {
                                  "--application-info",
                                  "--answer CODE=TEXT",
                                  "--unknown",
+                                 "--ask-again WORD@CODE[/TIMES]",
                                  "--line-end",
                                  "--answer-delay",
                                  "--pieces N[:MS]",
@@ -127,6 +128,9 @@ INSTANTIATE_TEST_SUITE_P(
         Mistake{{"--answer", "0x1=x"}, "--answer: answer '0x1=x': '0x1' is no code"},
         Mistake{{"--unknown"}, "--unknown"}, Mistake{{"--unknown", ""}, "--unknown: no code given"},
         Mistake{{"--unknown", "\\q"}, "--unknown: unknown escape '\\q'"},
+        Mistake{{"--ask-again"}, "--ask-again"},
+        Mistake{{"--ask-again", "can"}, "--ask-again: 'can': expected WORD@[application:|boot"},
+        Mistake{{"--ask-again", "can@s", "--ask-again", "can@s/0"}, "--ask-again: 'can@s/0': "},
         Mistake{{"--line-end", "CRLF"}, "--line-end"},
         Mistake{{"--answer-delay", "-1"}, "--answer-delay: '-1' is not a number"},
         Mistake{{"--answer-delay", "3600001"}, "--answer-delay: '3600001' is not a number"},
@@ -292,6 +296,13 @@ TEST_F(ProgramTest, UnknownCodesAreRefusedByTheBootloader) {
   Start({"--state", "bootloader", "--unknown", "hs", "--unknown", "\\x70"});
   HostPort host = OpenDevice();
   EXPECT_EQ(AnswerTo(host, FromText("hsp0"), 10), "55 0d 0a 55 0d 0a 55 0d 0a 41");
+}
+
+TEST_F(ProgramTest, WordsToAskAgainComeInTheirOrder) {
+  Start({"--ask-again", "Cannot@s/2", "--ask-again", "a\\x40b@s"});
+  HostPort host = OpenDevice();
+  EXPECT_EQ(AnswerTo(host, FromText("ssss"), 31),
+            ToHex(FromText("Cannot\r\nCannot\r\na@b\r\nSN000042\r\n")));
 }
 
 TEST_F(ProgramTest, LineEndIsTheChosenOne) {
