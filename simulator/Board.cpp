@@ -46,6 +46,7 @@ Board::Board(ByteStream& stream, BoardSettings settings, std::vector<Fault> faul
 
 const std::vector<Board::Command>& Board::ApplicationCommands() {
   static const std::vector<Command> kCommands{
+      {'K', &Board::Calibrate},
       {'Q', &Board::StartBootloader},
   };
   return kCommands;
@@ -132,6 +133,8 @@ void Board::SwitchTo(BoardState state) {
   state_ = state;
   pings_to_ignore_ = settings_.silent_pings;
 }
+
+void Board::Calibrate() { Calibration(stream_, texts_, trace_, settings_.calibration).Run(); }
 
 void Board::ReceiveImage() {
   Note("receiving an image");

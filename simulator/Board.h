@@ -12,6 +12,7 @@
 #include "simulator/BoardState.h"
 #include "simulator/BoardTable.h"
 #include "simulator/ByteStream.h"
+#include "simulator/Calibration.h"
 #include "simulator/FaultPlan.h"
 #include "simulator/PacketZero.h"
 #include "simulator/TextSender.h"
@@ -30,6 +31,7 @@ struct BoardSettings {
   AnswerTable answers;
   std::vector<AskAgain> ask_again;
   TextManner manner;
+  CalibrationSettings calibration;
 };
 
 // Keeps a good image; throws std::runtime_error if it cannot.
@@ -65,6 +67,7 @@ class Board {
   void StartApplication();
   void StartBootloader();
   void ReceiveImage();
+  void Calibrate();
   void Ignore() {}
 
   void SwitchTo(BoardState state);

@@ -24,6 +24,7 @@ class ByteStream {
   // Lets the time pass; bytes that arrive meanwhile stay to be read.
   void Wait(std::chrono::milliseconds time) { line_.WaitUntil(Now() + time); }
 
+  std::uint64_t Departures() const { return line_.Departures(); }  // see Line
   TimePoint Now() const { return line_.Now(); }
 
  private:

@@ -17,6 +17,7 @@ class DescriptorLine : public Line {
   std::size_t Read(std::span<std::uint8_t> into, TimePoint until) override;
   void Write(std::span<const std::uint8_t> bytes) override;
   void WaitUntil(TimePoint until) override;
+  std::uint64_t Departures() const override { return 0; }
   TimePoint Now() const override { return Clock::now(); }
 
  private:

@@ -51,6 +51,10 @@ class Line {
   // Lets the time pass until `until`; bytes that arrive meanwhile stay to be read.
   virtual void WaitUntil(TimePoint until) = 0;
 
+  // How often a host has closed its end so far; noticed by reading. Always 0 where that ends the
+  // serving.
+  virtual std::uint64_t Departures() const = 0;
+
   virtual TimePoint Now() const = 0;
 };
 

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "simulator/AnswerOptions.h"
+#include "simulator/CalibrationOptions.h"
 #include "simulator/OptionValues.h"
 #include "simulator/TextParsing.h"
 
@@ -103,6 +104,7 @@ void AddOptions(CLI::App& app, SimulatorOptions& options) {
   AddTimeOptions(app, options.board);
   AddLineOptions(app, options);
   AddAnswerOptions(app, options.board);
+  AddCalibrationOptions(app, options.board.calibration);
   AddRepeatable(
       app, {"--fault", "FAULT", "Misbehave in an upload, see below; may be given again"},
       [&options](const std::string& text) { options.faults.push_back(ParseFault(text)); });

@@ -47,8 +47,11 @@ std::size_t PseudoTerminal::Read(std::span<std::uint8_t> into, TimePoint until) 
     if ((events & POLLHUP) == 0) host_seen_ = true;
     if (events == 0) return 0;
     const std::size_t count = (events & POLLIN) != 0 ? ReadWhatIsThere(into) : 0;
-    if (count > 0) return count;
-    if ((events & POLLHUP) != 0) ForgetWhatHostLeft();
+    if (count > 0) {
+      host_seen_ = true;
+      return count;
+    }
+    if ((events & POLLHUP) != 0) NoteThatHostIsGone();
     if (Now() >= until) return 0;
     WaitUntil(std::min(until, Now() + kHostCheckInterval));
   }
@@ -61,11 +64,16 @@ std::size_t PseudoTerminal::ReadWhatIsThere(std::span<std::uint8_t> into) {
   throw SystemFailure("cannot read from the pseudo-terminal");
 }
 
+void PseudoTerminal::NoteThatHostIsGone() {
+  if (!host_seen_) return;
+  host_seen_ = false;
+  ++departures_;
+  ForgetWhatHostLeft();
+}
+
 // A serial device forgets unread input when it is closed; a pseudo-terminal keeps it for the next
 // host. Only this call reaches that input from here; it sets the settings that are there already.
 void PseudoTerminal::ForgetWhatHostLeft() {
-  if (!host_seen_) return;
-  host_seen_ = false;
   termios settings{};
   if (::tcgetattr(master_.Get(), &settings) == 0) {
     ::tcsetattr(master_.Get(), TCSAFLUSH, &settings);

@@ -23,17 +23,20 @@ class PseudoTerminal : public Line {
   std::size_t Read(std::span<std::uint8_t> into, TimePoint until) override;
   void Write(std::span<const std::uint8_t> bytes) override;
   void WaitUntil(TimePoint until) override;
+  std::uint64_t Departures() const override { return departures_; }
   TimePoint Now() const override { return Clock::now(); }
 
  private:
   std::size_t ReadWhatIsThere(std::span<std::uint8_t> into);
   bool IsHostGone() const;
+  void NoteThatHostIsGone();
   void ForgetWhatHostLeft();
 
   UniqueDescriptor master_;
   std::string slave_path_;
   int stop_descriptor_;
   bool host_seen_ = false;
+  std::uint64_t departures_ = 0;
 };
 
 }  // namespace kvo::boardsimulator

@@ -13,6 +13,7 @@ class TracedLine : public Line {
   std::size_t Read(std::span<std::uint8_t> into, TimePoint until) override;
   void Write(std::span<const std::uint8_t> bytes) override;
   void WaitUntil(TimePoint until) override;
+  std::uint64_t Departures() const override { return line_.Departures(); }
   TimePoint Now() const override { return line_.Now(); }
 
  private:

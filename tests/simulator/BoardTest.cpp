@@ -189,6 +189,20 @@ TEST_F(BoardTest, WordsToAskAgainComeBeforeAllElse) {
   EXPECT_EQ(SentText(), "can\r\nSN8can\r\nU\r\ncan\r\nA");
 }
 
+TEST_F(BoardTest, ApplicationCalibratesAndGoesOn) {
+  settings_.state = BoardState::kApplication;
+  settings_.calibration.lines = 1;
+  Arrive("K").Pause(100).Arrive(FromText("0")).Pause(500).Arrive(FromText("s"));
+  Run();
+  EXPECT_EQ(SentText(), "KVO_CMD_CALIBRATE\r\ncalibration step 1\r\n---\r\nSN000042\r\n");
+}
+
+TEST_F(BoardTest, BootloaderDoesNotCalibrate) {
+  Arrive("K");
+  Run();
+  EXPECT_EQ(SentText(), "U\r\n");
+}
+
 TEST_F(BoardTest, LineEndFollowsTextsButNotThePingOfTheBootloader) {
   settings_.manner.line_end = "\n";
   Arrive("0zs60").Pause(1000).Arrive(FromText("0"));

@@ -54,6 +54,9 @@ TEST(ProgramArgumentsTest, HelpNamesEachOptionAndEachFault) {
                                  "--answer CODE=TEXT",
                                  "--unknown",
                                  "--ask-again WORD@CODE[/TIMES]",
+                                 "--calibration-lines",
+                                 "--calibration-interval",
+                                 "--calibration-refused",
                                  "--line-end",
                                  "--answer-delay",
                                  "--pieces N[:MS]",
@@ -131,6 +134,12 @@ INSTANTIATE_TEST_SUITE_P(
         Mistake{{"--ask-again"}, "--ask-again"},
         Mistake{{"--ask-again", "can"}, "--ask-again: 'can': expected WORD@[application:|boot"},
         Mistake{{"--ask-again", "can@s", "--ask-again", "can@s/0"}, "--ask-again: 'can@s/0': "},
+        Mistake{
+            {"--calibration-lines", "ever"},
+            "--calibration-lines: if not 'endless', the count of lines must be a number from 0"},
+        Mistake{{"--calibration-interval", "0"}, "--calibration-interval: '0' is not a number"},
+        Mistake{{"--calibration-interval", "9s"}, "--calibration-interval: '9s' is not a number"},
+        Mistake{{"--calibration-refused=maybe"}, "--calibration-refused"},
         Mistake{{"--line-end", "CRLF"}, "--line-end"},
         Mistake{{"--answer-delay", "-1"}, "--answer-delay: '-1' is not a number"},
         Mistake{{"--answer-delay", "3600001"}, "--answer-delay: '3600001' is not a number"},
@@ -169,6 +178,14 @@ class ProgramTest : public testing::Test {
   static std::string AnswerTo(HostPort& host, const Bytes& bytes, std::size_t answer_size) {
     host.Send(bytes);
     return ToHex(host.Receive(answer_size));
+  }
+  static bool ComesIntoFile(const std::string& path, const std::string& text) {
+    const TimePoint limit = Clock::now() + std::chrono::seconds(30);
+    while (Clock::now() < limit) {
+      if (ReadTextFile(path).find(text) != std::string::npos) return true;
+      std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    return false;
   }
   static void UploadOneBlock(HostPort& host) {
     EXPECT_EQ(AnswerTo(host, FromText("1"), 1), "43");
@@ -303,6 +320,36 @@ TEST_F(ProgramTest, WordsToAskAgainComeInTheirOrder) {
   HostPort host = OpenDevice();
   EXPECT_EQ(AnswerTo(host, FromText("ssss"), 31),
             ToHex(FromText("Cannot\r\nCannot\r\na@b\r\nSN000042\r\n")));
+}
+
+TEST_F(ProgramTest, CalibrationHasItsLinesAndItsTime) {
+  Start({"--calibration-lines", "2", "--calibration-interval", "40"});
+  HostPort host = OpenDevice();
+  const TimePoint start = Clock::now();
+  EXPECT_EQ(AnswerTo(host, FromText("K"), 64),
+            ToHex(FromText("KVO_CMD_CALIBRATE\r\ncalibration step 1\r\ncalibration step 2\r\n"
+                           "---\r\n")));
+  EXPECT_GE(Clock::now() - start, std::chrono::milliseconds(120));
+}
+
+TEST_F(ProgramTest, EndlessCalibrationEndsWithItsHost) {
+  const std::string trace = folder_.PathOf("trace.txt");
+  Start({"--calibration-lines", "endless", "--calibration-interval", "1", "--trace", trace,
+         "--line-rate", "10000000"});
+  {
+    HostPort host = OpenDevice();
+    EXPECT_EQ(AnswerTo(host, FromText("K"), 19), ToHex(FromText("KVO_CMD_CALIBRATE\r\n")));
+    EXPECT_EQ(host.Receive(1000).size(), 1000U);
+  }
+  EXPECT_TRUE(ComesIntoFile(trace, "calibration ended: the host has gone"));
+  HostPort next_host = OpenDevice();
+  EXPECT_EQ(AnswerTo(next_host, FromText("s"), 10), ToHex(FromText("SN000042\r\n")));
+}
+
+TEST_F(ProgramTest, RefusedCalibrationGetsNoAnswer) {
+  Start({"--calibration-refused"});
+  HostPort host = OpenDevice();
+  EXPECT_EQ(AnswerTo(host, FromText("Ks"), 10), ToHex(FromText("SN000042\r\n")));
 }
 
 TEST_F(ProgramTest, LineEndIsTheChosenOne) {

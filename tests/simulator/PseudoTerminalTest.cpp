@@ -48,6 +48,26 @@ TEST_F(PseudoTerminalTest, BytesPassUnchangedBothWays) {
   EXPECT_EQ(host.Receive(256), all_values);
 }
 
+TEST_F(PseudoTerminalTest, EachDepartureOfAHostIsCounted) {
+  NoticeThatNobodyIsThere();
+  EXPECT_EQ(terminal_.Departures(), 0U);
+  for (std::uint64_t departures = 1; departures <= 3; ++departures) {
+    HostPort host = OpenHost();
+    EXPECT_EQ(ToHex(Read(terminal_.Now())), "");
+    EXPECT_EQ(terminal_.Departures(), departures - 1);
+    host.Close();
+    NoticeThatNobodyIsThere();
+    EXPECT_EQ(terminal_.Departures(), departures);
+  }
+}
+
+TEST_F(PseudoTerminalTest, HostThatWritesAndLeavesAtOnceIsCounted) {
+  OpenHost().Send(FromHex("30"));
+  EXPECT_EQ(ToHex(Read(kNever)), "30");
+  NoticeThatNobodyIsThere();
+  EXPECT_EQ(terminal_.Departures(), 1U);
+}
+
 TEST_F(PseudoTerminalTest, WaitsForAHostThatComesLater) {
   std::thread late_host([this] {
     std::this_thread::sleep_for(milliseconds(30));

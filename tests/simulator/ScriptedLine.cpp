@@ -14,6 +14,16 @@ ScriptedLine& ScriptedLine::Pause(std::int64_t milliseconds) {
   return *this;
 }
 
+ScriptedLine& ScriptedLine::Depart() {
+  departures_.push_back(script_time_);
+  return *this;
+}
+
+std::uint64_t ScriptedLine::Departures() const {
+  const auto is_past = [this](TimePoint departure) { return departure <= now_; };
+  return static_cast<std::uint64_t>(std::ranges::count_if(departures_, is_past));
+}
+
 Bytes ScriptedLine::Sent() const {
   Bytes sent;
   for (const Answer& answer : answers_) sent = std::move(sent) + answer.bytes;

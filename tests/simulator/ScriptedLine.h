@@ -27,6 +27,8 @@ class ScriptedLine : public Line {
 
   ScriptedLine& Arrive(Bytes bytes);
   ScriptedLine& Pause(std::int64_t milliseconds);
+  // The host closes its end; the script may go on.
+  ScriptedLine& Depart();
 
   // All that was written, as one and piece by piece.
   Bytes Sent() const;
@@ -38,6 +40,7 @@ class ScriptedLine : public Line {
   std::size_t Read(std::span<std::uint8_t> into, TimePoint until) override;
   void Write(std::span<const std::uint8_t> bytes) override;
   void WaitUntil(TimePoint until) override { now_ = std::max(now_, until); }
+  std::uint64_t Departures() const override;
   TimePoint Now() const override { return now_; }
 
  private:
@@ -49,6 +52,7 @@ class ScriptedLine : public Line {
   TimePoint now_;
   TimePoint script_time_;
   std::deque<Arrival> arrivals_;
+  std::vector<TimePoint> departures_;
   std::vector<Answer> answers_;
 };
 

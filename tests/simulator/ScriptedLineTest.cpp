@@ -36,6 +36,15 @@ TEST(ScriptedLineTest, WaitingForEverAfterTheScriptEndsTheServing) {
   EXPECT_THROW(line.Read(into, kNever), ServingEnded);
 }
 
+TEST(ScriptedLineTest, HostHasDepartedOnceItsTimeIsThere) {
+  ScriptedLine line;
+  line.Pause(5).Depart();
+  line.WaitUntil(AtMs(4));
+  EXPECT_EQ(line.Departures(), 0U);
+  line.WaitUntil(AtMs(5));
+  EXPECT_EQ(line.Departures(), 1U);
+}
+
 TEST(ScriptedLineTest, KeepsWhatIsWrittenWithItsTime) {
   ScriptedLine line;
   line.Write(FromHex("41"));
