@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "simulator/PacketReader.h"
+#include "simulator/RestoreSequence.h"
 #include "simulator/YmodemBytes.h"
 
 namespace kvo::boardsimulator {
@@ -47,7 +48,7 @@ Board::Board(ByteStream& stream, BoardSettings settings, std::vector<Fault> faul
 const std::vector<Board::Command>& Board::ApplicationCommands() {
   static const std::vector<Command> kCommands{
       {'K', &Board::Calibrate},
-      {'Q', &Board::StartBootloader},
+      {'Q', &Board::StartBootloaderOrRestore},
   };
   return kCommands;
 }
@@ -117,19 +118,29 @@ void Board::RejectRequest(std::uint8_t code) {
 
 void Board::StartApplication() {
   if (!application_valid_) return Note("no valid application to start");
-  SwitchTo(BoardState::kApplication);
+  LoseBytesUntil(stream_.Now() + settings_.switch_time);
+  Enter(BoardState::kApplication);
   Note("application started");
 }
 
-void Board::StartBootloader() {
-  SwitchTo(BoardState::kBootloader);
+// What follows the 'Q' tells whether it asks for the bootloader or for the default parameters.
+void Board::StartBootloaderOrRestore() {
+  const TimePoint switched = stream_.Now() + settings_.switch_time;
+  RestoreSequence restore(stream_, trace_);
+  if (restore.Follow(switched) == RestoreStage::kComplete) return;
+  const bool other_byte_is_lost = stream_.Now() < switched;
+  LoseBytesUntil(switched);
   Note("bootloader started");
+  if (restore.Follow(kNever) == RestoreStage::kComplete) return Note("application runs again");
+  Enter(BoardState::kBootloader);
+  if (restore.OtherByte() && !other_byte_is_lost) Serve(*restore.OtherByte());
 }
 
-void Board::SwitchTo(BoardState state) {
-  if (settings_.switch_time > settings_.switch_time.zero()) {
-    stream_.DiscardUntil(stream_.Now() + settings_.switch_time);
-  }
+void Board::LoseBytesUntil(TimePoint until) {
+  if (stream_.Now() < until) stream_.DiscardUntil(until);
+}
+
+void Board::Enter(BoardState state) {
   state_ = state;
   pings_to_ignore_ = settings_.silent_pings;
 }

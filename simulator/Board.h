@@ -65,12 +65,13 @@ class Board {
   void RejectRequest(std::uint8_t code);
 
   void StartApplication();
-  void StartBootloader();
+  void StartBootloaderOrRestore();
   void ReceiveImage();
   void Calibrate();
   void Ignore() {}
 
-  void SwitchTo(BoardState state);
+  void LoseBytesUntil(TimePoint until);
+  void Enter(BoardState state);
   bool IsPingToIgnore(std::uint8_t code);
   char Judge(const Reception& reception);
   bool Keep(std::span<const std::uint8_t> image);

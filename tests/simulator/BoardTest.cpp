@@ -37,6 +37,10 @@ class BoardTest : public testing::Test {
   }
   void Fault(std::string_view text) { faults_.push_back(ParseFault(text)); }
   ScriptedLine& Arrive(std::string_view commands) { return line_.Arrive(FromText(commands)); }
+  // A byte each 100 ms, beginning with a pause.
+  void ArriveSlowly(std::string_view bytes) {
+    for (const char byte : bytes) line_.Pause(100).Arrive({static_cast<std::uint8_t>(byte)});
+  }
   void ArriveUpload(std::string_view length, int blocks) {
     Arrive("1").Arrive(Packet(0, PacketZeroData(length)));
     for (int number = 1; number <= blocks; ++number) {
@@ -256,6 +260,81 @@ TEST_F(BoardTest, SwitchWithoutTimeLosesNothing) {
   Arrive("Q060");
   Run();
   EXPECT_EQ(SentText(), "Aping_callback_function\r\n");
+}
+
+TEST_F(BoardTest, ApplicationGoesOnAfterItRestoredItsDefaults) {
+  settings_.state = BoardState::kApplication;
+  settings_.silent_pings = 1;
+  settings_.answers.SetText('s', "S1");
+  Arrive("00");
+  ArriveSlowly("Q6tCRL");
+  Arrive("0s");
+  Run();
+  EXPECT_EQ(SentText(), "ping_callback_function\r\nping_callback_function\r\nS1\r\n");
+  EXPECT_EQ(trace_,
+            "   0.000000 # application runs\n"
+            "   0.600000 # default parameters restored, gaps in ms: 100 100 100 100 100\n");
+}
+
+TEST_F(BoardTest, DefaultsAreRestoredAlsoWhenTheSwitchTakesNoTime) {
+  settings_.state = BoardState::kApplication;
+  settings_.switch_time = milliseconds(0);
+  ArriveSlowly("Q6tCRL");
+  Arrive("0");
+  Run();
+  EXPECT_EQ(SentText(), "ping_callback_function\r\n");
+  EXPECT_EQ(trace_,
+            "   0.000000 # application runs\n"
+            "   0.100000 # bootloader started\n"
+            "   0.600000 # default parameters restored, gaps in ms: 100 100 100 100 100\n"
+            "   0.600000 # application runs again\n");
+}
+
+TEST_F(BoardTest, BrokenRestoreSequenceIsASwitchToTheBootloader) {
+  settings_.state = BoardState::kApplication;
+  ArriveSlowly("Q6tXRL0");
+  Run();
+  EXPECT_EQ(SentText(), "U\r\nU\r\nA");
+  EXPECT_EQ(trace_,
+            "   0.000000 # application runs\n"
+            "   0.400000 # default parameters not restored: 'X' in place of 'C'\n"
+            "   0.400000 # bootloader started\n"
+            "   0.500000 # unknown code 'R'\n"
+            "   0.600000 # unknown code 'L'\n");
+}
+
+TEST_F(BoardTest, SequenceThatBreaksDuringTheSwitchLosesWhatComesInIt) {
+  settings_.state = BoardState::kApplication;
+  Arrive("Q6tCRL0").Pause(199).Arrive(FromText("0")).Pause(2).Arrive(FromText("0"));
+  Run();
+  EXPECT_EQ(SentText(), "A");
+  EXPECT_EQ(line_.AnswerTimes(), std::vector<std::int64_t>{201});
+}
+
+TEST_F(BoardTest, ByteAfterTheSwitchIsAnsweredAtOnce) {
+  settings_.state = BoardState::kApplication;
+  Arrive("Q").Pause(201).Arrive(FromText("0"));
+  Run();
+  EXPECT_EQ(SentText(), "A");
+  EXPECT_EQ(line_.AnswerTimes(), std::vector<std::int64_t>{201});
+}
+
+TEST_F(BoardTest, BootloaderStartsTheApplicationOnceTheRestoreSequenceCannotBegin) {
+  settings_.state = BoardState::kApplication;
+  Arrive("Q").Pause(501).Arrive(FromText("6")).Pause(1000).Arrive(FromText("0"));
+  Run();
+  EXPECT_EQ(SentText(), "ping_callback_function\r\n");
+  EXPECT_EQ(trace_,
+            "   0.000000 # application runs\n"
+            "   0.200000 # bootloader started\n"
+            "   0.701000 # application started\n");
+}
+
+TEST_F(BoardTest, BootloaderHasNoDefaultsToRestore) {
+  ArriveSlowly("Q6tCRL");
+  Arrive("0");
+  Run();
+  EXPECT_EQ(SentText(), "U\r\nping_callback_function\r\n");
 }
 
 TEST_F(BoardTest, FirstPingsAfterStartAndSwitchMayStayUnanswered) {

@@ -352,6 +352,26 @@ TEST_F(ProgramTest, RefusedCalibrationGetsNoAnswer) {
   EXPECT_EQ(AnswerTo(host, FromText("Ks"), 10), ToHex(FromText("SN000042\r\n")));
 }
 
+TEST_F(ProgramTest, DefaultParametersAreRestored) {
+  const std::string trace = folder_.PathOf("trace.txt");
+  Start({"--trace", trace});
+  HostPort host = OpenDevice();
+  for (const char byte : {'Q', '6', 't', 'C', 'R', 'L'}) {
+    host.Send({static_cast<std::uint8_t>(byte)});
+    std::this_thread::sleep_for(std::chrono::milliseconds(250));
+  }
+  EXPECT_EQ(AnswerTo(host, FromText("0"), 24), ToHex(FromText("ping_callback_function\r\n")));
+  EXPECT_THAT(ReadTextFile(trace), HasSubstr("# default parameters restored, gaps in ms: "));
+}
+
+TEST_F(ProgramTest, BurstRestoresNothingAndIsASwitch) {
+  const std::string trace = folder_.PathOf("trace.txt");
+  Start({"--trace", trace, "--switch-time", "0"});
+  HostPort host = OpenDevice();
+  EXPECT_EQ(AnswerTo(host, FromText("Q60"), 1), "41");
+  EXPECT_THAT(ReadTextFile(trace), HasSubstr("# default parameters not restored: '6' after "));
+}
+
 TEST_F(ProgramTest, LineEndIsTheChosenOne) {
   const std::vector<std::pair<std::string, std::string>> ends{{"crlf", "55 0d 0a 41"},
                                                               {"lf", "55 0a 41"},
