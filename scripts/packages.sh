@@ -34,6 +34,6 @@ install_missing() {
 {
   packages_to_run=(lsof procps grep)
   packages_to_build=(cmake ninja-build g++ libcli11-dev)
-  packages_to_test=(libgtest-dev libgmock-dev lrzsz faketime)
+  packages_to_test=(libgtest-dev libgmock-dev lrzsz faketime strace)
   packages_to_check=(clang clang-format clang-tidy shellcheck)
 }
