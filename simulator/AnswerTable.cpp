@@ -1,8 +1,8 @@
 #include "simulator/AnswerTable.h"
 
 #include <algorithm>
-#include <ranges>
 #include <stdexcept>
+#include <utility>
 
 #include "simulator/TextParsing.h"
 
@@ -34,6 +34,9 @@ AnswerTable::AnswerTable()
             {{std::nullopt, 'v'}, {"v1.04"}},
             {{std::nullopt, 'b'}, {"BOOT_NORMAL"}}} {}
 
+// The last one is the first to be found.
+void AnswerTable::Give(GivenAnswer answer) { given_.insert(given_.begin(), std::move(answer)); }
+
 void AnswerTable::SetText(std::uint8_t code, const std::string& text) {
   for (Row& row : rows_) {
     if (row.request.code == code) row.answer.text = text;
@@ -41,7 +44,7 @@ void AnswerTable::SetText(std::uint8_t code, const std::string& text) {
 }
 
 std::optional<Answer> AnswerTable::Find(BoardState runs, std::uint8_t code) const {
-  for (const GivenAnswer& given : std::views::reverse(given_)) {
+  for (const GivenAnswer& given : given_) {
     if (given.request.Means(runs, code)) return Answer{given.bytes, false};
   }
   if (IsMadeUnknown(code)) return std::nullopt;

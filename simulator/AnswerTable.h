@@ -36,7 +36,7 @@ class AnswerTable {
   // Changes the text that answers `code`, which must be one that a text answers by default.
   void SetText(std::uint8_t code, const std::string& text);
   // Of several for one request the last one counts.
-  void Give(GivenAnswer answer) { given_.push_back(std::move(answer)); }
+  void Give(GivenAnswer answer);
   // Makes each byte of `codes` a code that the board does not know.
   void MakeUnknown(std::string_view codes) { unknown_ += codes; }
 
