@@ -2,10 +2,12 @@
 
 #include <CLI/CLI.hpp>
 #include <iostream>
+#include <memory>
 #include <string>
 
 #include "simulator/AnswerOptions.h"
 #include "simulator/CalibrationOptions.h"
+#include "simulator/ConfigFile.h"
 #include "simulator/OptionValues.h"
 #include "simulator/TextParsing.h"
 
@@ -95,11 +97,21 @@ void AddLineOptions(CLI::App& app, SimulatorOptions& options) {
       ->type_name("FILE");
 }
 
+void AddConfigOption(CLI::App& app) {
+  app.config_formatter(std::make_shared<ConfigFile>());
+  app.allow_config_extras(CLI::config_extras_mode::error);
+  app.set_config("--config", "",
+                 "Read further options from this file, one name=value a line; those of the command "
+                 "line come first")
+      ->type_name("FILE");
+}
+
 void AddOptions(CLI::App& app, SimulatorOptions& options) {
   options.board.names = FindBoard("tv").value();
   app.set_help_flag("--help", "Print this help and end");
   app.set_version_flag("--version", "kvo-board-simulator " KVO_BOARD_SIMULATOR_VERSION,
                        "Print the version and end");
+  AddConfigOption(app);
   AddBoardOptions(app, options.board);
   AddTimeOptions(app, options.board);
   AddLineOptions(app, options);

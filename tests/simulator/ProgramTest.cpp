@@ -57,6 +57,7 @@ TEST(ProgramArgumentsTest, HelpNamesEachOptionAndEachFault) {
                                  "--calibration-lines",
                                  "--calibration-interval",
                                  "--calibration-refused",
+                                 "--config FILE",
                                  "--line-end",
                                  "--answer-delay",
                                  "--pieces N[:MS]",
@@ -140,6 +141,8 @@ INSTANTIATE_TEST_SUITE_P(
         Mistake{{"--calibration-interval", "0"}, "--calibration-interval: '0' is not a number"},
         Mistake{{"--calibration-interval", "9s"}, "--calibration-interval: '9s' is not a number"},
         Mistake{{"--calibration-refused=maybe"}, "--calibration-refused"},
+        Mistake{{"--config"}, "--config"},
+        Mistake{{"--config", "./no-such.ini"}, "./no-such.ini was not readable"},
         Mistake{{"--line-end", "CRLF"}, "--line-end"},
         Mistake{{"--answer-delay", "-1"}, "--answer-delay: '-1' is not a number"},
         Mistake{{"--answer-delay", "3600001"}, "--answer-delay: '3600001' is not a number"},
@@ -150,6 +153,24 @@ INSTANTIATE_TEST_SUITE_P(
         Mistake{{"--fault", "nak"}, "--fault: fault 'nak': no '@', expected ACTION@PLACE[/TIMES]"},
         Mistake{{"--fault", "nak@eot", "--fault", "nak@eot/0"}, "--fault: fault 'nak@eot/0': "},
         Mistake{{"--fault", "nak@eot", "nak@closing"}, "nak@closing"}));
+
+TEST(ProgramConfigMistakeTest, EndsWithStatus2AndAComplaint) {
+  const TemporaryFolder folder;
+  const std::vector<std::pair<std::string, std::string>> mistakes{
+      {"no-such=1", "no-such"},
+      {"config=other", "config"},
+      {"switch-time=soon", "--switch-time: 'soon' is not a number from 0 to 3600000"},
+      {"serial=1\nserial=2", "--serial"},
+      {"answer=s=1\nanswer=h", "--answer: answer 'h': no '='"},
+      {"calibration-refused=maybe", "--calibration-refused"}};
+  for (const auto& [text, complaint] : mistakes) {
+    WriteFile(folder.PathOf("board.ini"), FromText(text + "\n"));
+    const ProgramOutcome outcome = RunProgram({"--config", folder.PathOf("board.ini")});
+    EXPECT_EQ(outcome.exit_status, 2) << text;
+    EXPECT_EQ(outcome.output, "");
+    EXPECT_THAT(outcome.error, HasSubstr(complaint));
+  }
+}
 
 // The program at work; `device_` is what it printed first.
 class ProgramTest : public testing::Test {
@@ -370,6 +391,39 @@ TEST_F(ProgramTest, BurstRestoresNothingAndIsASwitch) {
   HostPort host = OpenDevice();
   EXPECT_EQ(AnswerTo(host, FromText("Q60"), 1), "41");
   EXPECT_THAT(ReadTextFile(trace), HasSubstr("# default parameters not restored: '6' after "));
+}
+
+TEST_F(ProgramTest, OptionsMayComeFromAFile) {
+  WriteFile(folder_.PathOf("board.ini"), FromText("# a board\n"
+                                                  "state=bootloader\n"
+                                                  "answer = s=a, b #c;[d]\\r\\n\n"
+                                                  "serial=lost\n"
+                                                  "hardware=\" H \"\n"
+                                                  "\n"
+                                                  "answer=0x07=\n"
+                                                  "line-end=lf\n"));
+  Start({"--config", folder_.PathOf("board.ini")});
+  HostPort host = OpenDevice();
+  EXPECT_EQ(AnswerTo(host,
+                     FromText("s\x07"
+                              "h0"),
+                     18),
+            ToHex(FromText("a, b #c;[d]\r\n H \nA")));
+}
+
+TEST_F(ProgramTest, FlagMayComeFromAFile) {
+  WriteFile(folder_.PathOf("board.ini"), FromText("calibration-refused=true\n"));
+  Start({"--config", folder_.PathOf("board.ini")});
+  HostPort host = OpenDevice();
+  EXPECT_EQ(AnswerTo(host, FromText("Ks"), 10), ToHex(FromText("SN000042\r\n")));
+}
+
+TEST_F(ProgramTest, OptionOfTheCommandLineReplacesThatOfTheFile) {
+  WriteFile(folder_.PathOf("board.ini"),
+            FromText("serial=S1\nhardware=H1\nanswer=7=1\nanswer=v=1\n"));
+  Start({"--config", folder_.PathOf("board.ini"), "--serial", "S2", "--answer", "7=2"});
+  HostPort host = OpenDevice();
+  EXPECT_EQ(AnswerTo(host, FromText("sh7v"), 16), ToHex(FromText("S2\r\nH1\r\n2v1.04\r\n")));
 }
 
 TEST_F(ProgramTest, LineEndIsTheChosenOne) {
