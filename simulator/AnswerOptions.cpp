@@ -71,11 +71,9 @@ void SetPieces(std::string_view text, TextManner& manner) {
 }
 
 void AddManner(CLI::App& app, TextManner& manner) {
-  AddOption(
-      app,
-      {"--line-end", "END", "What follows each text: crlf, lf, cr, nul or none (default: crlf)"},
-      [&manner](const std::string& name) { manner.line_end = LineEnds().at(name); })
-      ->check(CLI::IsMember({"crlf", "lf", "cr", "nul", "none"}));
+  AddOption(app, {"--line-end", "END", "What follows each text (default: crlf)"},
+            [&manner](const std::string& name) { manner.line_end = LineEnds().at(name); })
+      ->check(CLI::IsMember(LineEnds()));
   AddNumber(app,
             {"--answer-delay", "MS",
              "How long each answer to a request takes; what comes meanwhile is read afterwards "
@@ -96,8 +94,8 @@ const char* const kAnswerHelp =
 
   CODE is one printable character or 0xHH. TEXT is sent exactly as given, no line end is
   added; without TEXT there is no answer. It comes before the options for single answers
-  and before --unknown; of several answers to one code the last one counts. In all these texts
-  \r \n \0 \\ \xHH stand for the bytes that they name.
+  and before --unknown; of several answers to one code the last one counts.
+  In TEXT, CODES and WORD \r \n \0 \\ \xHH stand for the bytes that they name.
   --ask-again WORD@CODE[/TIMES] sends WORD and a line end in place of the answer; TIMES is
   a number or 'always', once if not given. Several for one code come one after the other.
   Examples: --answer '9=OK;\r\n' --answer bootloader:0=B --answer 0x41=
