@@ -20,7 +20,8 @@ void PreferThisProcess();
 class RunningProgram {
  public:
   // `command` is the program's path and its arguments; `environment` is added to the test's own.
-  // Standard input is empty.
+  // Standard input is empty. Throws `std::system_error` for a program that can't be started; an
+  // emulator of processes reports that as exit status 127 instead.
   explicit RunningProgram(const std::vector<std::string>& command,
                           const std::map<std::string, std::string>& environment = {});
   RunningProgram(const RunningProgram&) = delete;
