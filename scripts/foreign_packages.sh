@@ -7,14 +7,16 @@
 # open_foreign_archive SUITE ARCHITECTURE: reads the lists of that suite from this machine's own
 # mirror. apt verifies lists and packages with Debian's keys.
 open_foreign_archive() {
-  local suite=$1 architecture=$2 keys=/usr/share/keyrings/debian-archive-keyring.gpg
+  local suite=$1 architecture=$2 mirror
+  local keys=/usr/share/keyrings/debian-archive-keyring.gpg
   know_keys_of "$suite"
   mkdir -p .cache
   foreign=$(mktemp -d "$PWD/.cache/foreign.XXXXXX")
   trap 'rm -rf "$foreign"' EXIT
   mkdir -p "$foreign"/{lists/partial,archives/partial,root}
   : > "$foreign/status"
-  echo "deb [signed-by=$keys] $(own_mirror) $suite main" > "$foreign/sources.list"
+  mirror=$(own_mirror)
+  echo "deb [signed-by=$keys] $mirror $suite main" > "$foreign/sources.list"
   foreign_options=(
     -qq
     -o "APT::Architecture=$architecture" -o "APT::Architectures=$architecture"
@@ -41,16 +43,25 @@ own_suite() (
   echo "$VERSION_CODENAME"
 )
 
-# Where this machine gets its own suite from.
+# Where this machine gets its own suite from. apt tells only once it has read its lists.
 own_mirror() {
+  local mirrors
+  mirrors=$(mirrors_of_own_suite)
+  if [ -z "$mirrors" ]; then
+    as_root apt-get update -qq
+    mirrors=$(mirrors_of_own_suite)
+  fi
+  if [ -z "$mirrors" ]; then
+    echo "apt knows no mirror of Debian $(own_suite)." >&2
+    return 1
+  fi
+  echo "${mirrors%%$'\n'*}"
+}
+
+mirrors_of_own_suite() {
   # shellcheck disable=SC2016  # apt's own, not the shell's
   apt-get indextargets --format '$(RELEASE) $(COMPONENT) $(REPO_URI)' 'Created-By: Packages' |
-    awk -v suite="$(own_suite)" '$1 == suite && $2 == "main" { print $3; found = 1; exit }
-                                 END { if (!found) exit 1 }' ||
-    {
-      echo "apt has no mirror of Debian $(own_suite)." >&2
-      return 1
-    }
+    awk -v suite="$(own_suite)" '$1 == suite && $2 == "main" { print $3 }'
 }
 
 # What the package depends on directly, the first of alternatives, one a line.
