@@ -86,6 +86,11 @@ void AddLineOptions(CLI::App& app, SimulatorOptions& options) {
                  "Make a symbolic link to the device here, and remove it at the end; a symbolic "
                  "link that is there already is replaced")
       ->type_name("PATH");
+  app.add_option("--socket", options.socket,
+                 "Listen on a Unix socket here in place of a pseudo-terminal, for an emulated "
+                 "machine's serial port; a socket that is there already is replaced")
+      ->type_name("PATH")
+      ->excludes("--link");
   AddNumber(app,
             {"--line-rate", "BAUD",
              "Pace both directions as a line of this rate, ten bits a byte (default: as fast as it "

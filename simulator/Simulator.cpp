@@ -8,6 +8,7 @@
 #include "simulator/FlashFile.h"
 #include "simulator/PacedLine.h"
 #include "simulator/PseudoTerminal.h"
+#include "simulator/SocketLine.h"
 #include "simulator/StopSignals.h"
 #include "simulator/Trace.h"
 #include "simulator/TracedLine.h"
@@ -44,20 +45,31 @@ EndReason ServeThroughLayers(Line& terminal, const SimulatorOptions& options, Tr
   return ServeOn(*line, options, trace, err);
 }
 
+// Tells hosts where to find the line, and serves them.
+void Serve(Line& line, const std::string& path, const SimulatorOptions& options, Trace& trace,
+           std::ostream& out, std::ostream& err) {
+  out << path << std::endl;
+  if (!out) throw std::runtime_error("cannot tell the device's path");
+  if (ServeThroughLayers(line, options, trace, err) == EndReason::kHangUp) {
+    trace.Event("hung up", line.Now());
+    err << kMessagePrefix << "hung up, as a fault asked for" << std::endl;
+  }
+}
+
 void Run(const SimulatorOptions& options, std::ostream& out, std::ostream& err) {
   const StopSignals stop_signals;
   IgnoreBrokenPipes();
   const auto trace =
       options.trace.empty() ? std::make_unique<Trace>() : TraceIntoFile(options.trace);
+  if (!options.socket.empty()) {
+    SocketLine socket(options.socket, stop_signals.Descriptor());
+    Serve(socket, options.socket, options, *trace, out, err);
+    return;
+  }
   PseudoTerminal terminal(stop_signals.Descriptor());
   std::optional<DeviceLink> link;
   if (!options.link.empty()) link.emplace(options.link, terminal.SlavePath());
-  out << terminal.SlavePath() << std::endl;
-  if (!out) throw std::runtime_error("cannot tell the device's path");
-  if (ServeThroughLayers(terminal, options, *trace, err) == EndReason::kHangUp) {
-    trace->Event("hung up", terminal.Now());
-    err << kMessagePrefix << "hung up, as a fault asked for" << std::endl;
-  }
+  Serve(terminal, terminal.SlavePath(), options, *trace, out, err);
 }
 
 }  // namespace

@@ -2,6 +2,8 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -31,6 +33,18 @@ HostPort HostPort::Open(const std::string& device) {
   ::cfmakeraw(&settings);
   if (::tcsetattr(descriptor.Get(), TCSANOW, &settings) != 0) {
     throw std::runtime_error("cannot make raw " + device);
+  }
+  return HostPort(std::move(descriptor));
+}
+
+HostPort HostPort::Connect(const std::string& socket) {
+  UniqueDescriptor descriptor(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  socket.copy(address.sun_path, sizeof address.sun_path - 1);
+  if (::connect(descriptor.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) !=
+      0) {
+    throw std::runtime_error("cannot connect to " + socket);
   }
   return HostPort(std::move(descriptor));
 }

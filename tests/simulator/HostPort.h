@@ -13,6 +13,8 @@ class HostPort {
  public:
   // Opens the device as a host does, raw.
   static HostPort Open(const std::string& device);
+  // Connects to the Unix socket, as an emulated machine does.
+  static HostPort Connect(const std::string& socket);
   explicit HostPort(UniqueDescriptor descriptor) : descriptor_(std::move(descriptor)) {}
 
   void Send(const Bytes& bytes);

@@ -36,6 +36,7 @@ TEST(ProgramArgumentsTest, HelpNamesEachOptionAndEachFault) {
                                  "--switch-time",
                                  "--silence-time",
                                  "--link",
+                                 "--socket",
                                  "--line-rate",
                                  "--flash",
                                  "--trace",
@@ -122,6 +123,8 @@ INSTANTIATE_TEST_SUITE_P(
         Mistake{{"--line-rate", "9600x"}, "--line-rate: '9600x' is not a number"},
         Mistake{{"--line-rate", "4294967296"}, "--line-rate: '4294967296' is not a number"},
         Mistake{{"--line-rate="}, "--line-rate"}, Mistake{{"--link"}, "--link"},
+        Mistake{{"--socket"}, "--socket"},
+        Mistake{{"--socket", "a", "--link", "b"}, "--link excludes --socket"},
         Mistake{{"--flash"}, "--flash"}, Mistake{{"--trace"}, "--trace"},
         Mistake{{"--identification"}, "--identification"}, Mistake{{"--serial"}, "--serial"},
         Mistake{{"--serial", "\\"}, "--serial: unknown escape '\\'"},
@@ -236,6 +239,29 @@ TEST_F(ProgramTest, LinkLeadsToTheDeviceUntilTheEnd) {
     EXPECT_EQ(Stop(signal), 0);
     EXPECT_EQ(folder_.CountFiles(), 0U);
   }
+}
+
+TEST_F(ProgramTest, ServesHostsOnASocket) {
+  const std::string trace = folder_.PathOf("trace.txt");
+  Start({"--socket", folder_.PathOf("board"), "--state", "bootloader", "--trace", trace});
+  EXPECT_EQ(device_, folder_.PathOf("board"));
+  for (int run = 0; run < 2; ++run) {
+    HostPort host = HostPort::Connect(device_);
+    EXPECT_EQ(AnswerTo(host, FromText("0"), 1), "41");
+  }
+  EXPECT_EQ(Stop(SIGTERM), 0);
+  EXPECT_EQ(folder_.CountFiles(), 1U) << "beside the trace";
+}
+
+TEST_F(ProgramTest, HangUpClosesTheSocketAndEndsTheProgramWell) {
+  Start(
+      {"--socket", folder_.PathOf("board"), "--state", "bootloader", "--fault", "hangup@packet0"});
+  HostPort host = HostPort::Connect(device_);
+  EXPECT_EQ(AnswerTo(host, FromText("1"), 1), "43");
+  host.Send(Packet(0, PacketZeroData("1000")));
+  EXPECT_TRUE(host.Receive(1).empty());
+  EXPECT_EQ(program_->WaitForEnd(), 0);
+  EXPECT_EQ(folder_.CountFiles(), 0U);
 }
 
 TEST_F(ProgramTest, ServesOneRunOfTheHostAfterTheOther) {
@@ -511,6 +537,15 @@ TEST(ProgramFailureTest, TraceThatCannotBeMadeIsStatus1) {
   EXPECT_EQ(outcome.error, "kvo-board-simulator: cannot write the trace " +
                                folder.PathOf("missing/trace.txt") +
                                ": No such file or directory\n");
+}
+
+TEST(ProgramFailureTest, SocketWhereNoneCanBeIsStatus1) {
+  const TemporaryFolder folder;
+  const ProgramOutcome outcome = RunProgram({"--socket", folder.PathOf("missing/board")});
+  EXPECT_EQ(outcome.exit_status, 1);
+  EXPECT_EQ(outcome.output, "");
+  EXPECT_EQ(outcome.error, "kvo-board-simulator: cannot listen at " +
+                               folder.PathOf("missing/board") + ": No such file or directory\n");
 }
 
 TEST(ProgramFailureTest, LinkOverARegularFileIsStatus1) {
