@@ -22,3 +22,7 @@ write_basic_package_version_file(kvo-bootloader-tms-config-version.cmake
                                  COMPATIBILITY SameMinorVersion)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/kvo-bootloader-tms-config-version.cmake
         DESTINATION ${KVO_PACKAGE_FOLDER} COMPONENT library)
+
+add_subdirectory(docs/man)
+install(FILES packaging/bash-completion/kvo-bootloader-tms
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT program)
