@@ -37,5 +37,6 @@ install_missing() {
   packages_to_test=(libgtest-dev libgmock-dev lrzsz faketime strace man-db mandoc)
   packages_to_cross_build=(g++-aarch64-linux-gnu googletest)
   packages_to_emulate=(qemu-system-arm cpio)
-  packages_to_check=(clang clang-format clang-tidy shellcheck)
+  packages_to_package=(dpkg-dev file gzip)
+  packages_to_check=(clang clang-format clang-tidy shellcheck lintian)
 }
