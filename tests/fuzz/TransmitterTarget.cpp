@@ -1,0 +1,168 @@
+// The YModem sender against a receiver that answers anything.
+//
+// Input: options (bit 0: a record instead of a board, bit 1: no file name, bits 2 and 3 both: a
+// long image, bits 4 to 7: the board's kind), two bytes of the image's length, a byte that its
+// content is made of, the record's three counted texts; then the receiver's answers.
+#include <iostream>
+#include <stdexcept>
+#include <vector>
+
+#include "fuzz/FuzzTarget.h"
+#include "fuzz/PortOnLine.h"
+#include "fuzz/Require.h"
+#include "fuzz/SilentOutput.h"
+#include "fuzz/TransferModel.h"
+#include "transfer/YmodemSender.h"
+
+namespace {
+
+using kvo::bootloadertms::AppInfos;
+using kvo::bootloadertms::BoardDefinition;
+using kvo::bootloadertms::BoardKind;
+using kvo::bootloadertms::YmodemSender;
+using namespace kvo::bootloadertms::testing;
+using Result = TransferModel::Result;
+
+struct Transfer {
+  bool has_record;
+  std::string file_name;
+  BoardDefinition board;
+  AppInfos record;
+  std::string image;
+};
+
+// Most images are short, as time goes into them.
+std::size_t LengthOf(std::uint16_t value, bool is_long) {
+  constexpr std::size_t kShort = 5'000;
+  return is_long ? std::size_t{value} * 8 : value % kShort;
+}
+
+std::string ImageOf(std::size_t length, std::uint8_t seed) {
+  std::string image(length, '\0');
+  for (std::size_t i = 0; i < length; ++i) {
+    image[i] = static_cast<char>(i * seed + i / 256);
+  }
+  return image;
+}
+
+Transfer TakeTransfer(FuzzInput& input) {
+  const std::uint8_t options = input.TakeByte();
+  const std::size_t length = LengthOf(input.TakeWord(), (options & 12U) == 12U);
+  std::string image = ImageOf(length, input.TakeByte());
+  const bool has_record = (options & 1U) != 0;
+  std::vector<std::string> texts(3);
+  for (std::string& text : texts) {
+    text = has_record ? input.TakeCountedText() : "";
+  }
+  return {.has_record = has_record,
+          .file_name = (options & 2U) != 0 ? "" : "fw.bin",
+          .board = BoardDefinition(static_cast<BoardKind>(options >> 4U)),
+          .record = AppInfos(texts[0], texts[1], texts[2]),
+          .image = std::move(image)};
+}
+
+std::optional<std::string> PacketZeroOf(const Transfer& transfer) {
+  if (transfer.file_name.empty()) {
+    return std::string(128, '\0');
+  }
+  const auto length = static_cast<std::uint32_t>(transfer.image.size());
+  if (transfer.has_record) {
+    const AppInfos& record = transfer.record;
+    return PacketZeroOfRecord(length, record.GetF1(), record.GetF2(), record.GetF3());
+  }
+  const BoardDefinition& board = transfer.board;
+  return PacketZeroOfBoard(length, board.GetBoardName(), board.GetApplicationName(),
+                           board.GetVersion());
+}
+
+// The image in memory that ends where the sender's right to read ends.
+std::vector<std::uint8_t> WholeBlocks(const std::string& image) {
+  std::vector<std::uint8_t> blocks(image.begin(), image.end());
+  blocks.resize((image.size() + 1023) / 1024 * 1024, 0xFF);
+  return blocks;
+}
+
+// What was told of the progress.
+class Progress {
+ public:
+  void Report(bool failed, double fraction) {
+    Require(!failed_, "nothing is told after a failure");
+    Require(fraction >= fraction_ && fraction <= 1.0, "progress goes from 0 to 1");
+    failed_ = failed;
+    fraction_ = fraction;
+  }
+  bool HasFailed() const { return failed_; }
+  bool IsComplete() const { return !failed_ && fraction_ == 1.0; }
+
+ private:
+  bool failed_ = false;
+  double fraction_ = 0.0;
+};
+
+Result Send(const Transfer& transfer, Line& line, Progress& progress) {
+  const std::vector<std::uint8_t> blocks = WholeBlocks(transfer.image);
+  const auto length = static_cast<std::uint32_t>(transfer.image.size());
+  PortOnLine port(line);
+  YmodemSender sender;
+  sender.SetProgressCallback(
+      [&progress](bool failed, double fraction) { progress.Report(failed, fraction); });
+  try {
+    const int failed = transfer.has_record
+                           ? sender.Ymodem_Transmit(port, blocks.data(), transfer.file_name, length,
+                                                    transfer.record)
+                           : sender.Ymodem_Transmit(port, blocks.data(), transfer.file_name, length,
+                                                    transfer.board);
+    Require(failed == 0 || failed == 1, "the result is 0 or 1");
+    return failed == 0 ? Result::kSent : Result::kFailed;
+  } catch (const std::runtime_error& error) {
+    Require(error.what() == std::string("Exceed size limit detected. Exiting"), "the one text");
+    return Result::kPacketZeroTooLong;
+  }
+}
+
+// Nothing when the answers don't suffice.
+template <typename Play>
+std::optional<Result> ResultOf(const Play& play) {
+  try {
+    return play();
+  } catch (const InputUsedUp&) {
+    return std::nullopt;
+  }
+}
+
+void CheckTransfer(const Transfer& transfer, const FuzzInput& answers) {
+  Line line(answers);
+  Progress progress;
+  const auto result = ResultOf([&] { return Send(transfer, line, progress); });
+
+  Line expected_line(answers);
+  TransferModel model(PacketZeroOf(transfer), transfer.image);
+  const auto expected = ResultOf([&] { return model.Play(expected_line); });
+
+  Require(line.Record() == expected_line.Record(), "the dialogue is the model's");
+  Require(result == expected, "the result is the model's");
+  const std::string received = DataAcknowledged(line.Record());
+  Require(transfer.image.compare(0, received.size(), received, 0, transfer.image.size()) == 0,
+          "what is acknowledged is the image's beginning");
+  if (result == Result::kSent) {
+    Require(received.size() >= transfer.image.size(), "all is acknowledged after a success");
+    Require(progress.IsComplete(), "success is told");
+  } else {
+    Require(!progress.HasFailed() || result == Result::kFailed, "only a failure is told as one");
+  }
+}
+
+}  // namespace
+
+int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const RunLimit limit;
+  const SilentOutput silence(std::cout);
+  FuzzInput input(data, size);
+  try {
+    const Transfer transfer = TakeTransfer(input);
+    CheckTransfer(transfer, input);
+  } catch (const InputUsedUp&) {
+    return 0;
+  }
+  return 0;
+}
