@@ -13,8 +13,6 @@ namespace kvo::bootloadertms::testing {
 
 namespace {
 
-using Program = ObligingBoard::Program;
-
 // Made before any run, so that it is no allocation of one. Its three texts don't fit into a
 // string's own room.
 const AppInfos kInfos("the first text of a record", "the second text of a record",
@@ -100,7 +98,7 @@ bool IsExactly(const std::exception& error, const std::type_info& type) {
 }  // namespace
 
 const std::vector<Operation>& Operations() {
-  using enum Program;
+  using enum ObligingBoard::Program;
   static const std::vector<Operation> kOperations = {
       {"PingBootloader", kBootloader, Ping, "F W B", "returns 9"},
       {"PingApplication", kApplication, PingApplication, "F W R", "returns 134"},

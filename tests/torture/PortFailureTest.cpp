@@ -330,8 +330,7 @@ class StuckPort : public ObligingBoard {
 };
 
 TEST(PortFailureDeathTest, AFailedCloseInTheDestructorEndsTheProgram) {
-  EXPECT_DEATH({ const BootLoader client(std::make_unique<StuckPort>()); },
-               "terminate called");
+  EXPECT_DEATH({ const BootLoader client(std::make_unique<StuckPort>()); }, "terminate called");
 }
 
 }  // namespace
