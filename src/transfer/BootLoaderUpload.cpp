@@ -18,7 +18,7 @@ namespace {
 constexpr useconds_t kReceiveCommandPauseUs = 20'000;
 
 void LogUpload(ISerialPort& port, const std::string& image_path, const ImageFile& image) {
-  LogMess& log = LogMess::GetInstance();
+  const LogMess& log = LogMess::GetInstance();
   log.LogInline("Calling bootloader with args : tty -> " + port.GetDevice() + " ; baud rate -> " +
                 std::to_string(port.GetBaudRate()) + " ; file_name ->" + image_path +
                 " file size -> " + std::to_string(image.GetLength()) + "\n");
