@@ -18,10 +18,6 @@ using ::testing::AllOf;
 using ::testing::HasSubstr;
 using ::testing::Not;
 
-constexpr const char* kInvalidResponse =
-    "Invalid response (bootloader is probably not activated or command is not implemented). "
-    "Exiting";
-
 class LineTest : public UtilityOnALine {
  protected:
   void BoardAnswersEachPing(std::chrono::milliseconds delay, const std::string& answer) const {
