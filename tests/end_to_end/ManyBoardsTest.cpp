@@ -8,8 +8,9 @@
 namespace kvo::bootloadertms::testing {
 namespace {
 
-// Two processors emulate too slowly: sixteen boards would not all answer in time.
-#ifdef KVO_EMULATED
+// Two processors emulate, and check each access to memory, too slowly: sixteen boards would not all
+// answer in time.
+#if defined(KVO_EMULATED) || defined(__SANITIZE_ADDRESS__)
 constexpr std::size_t kBoards = 4;
 #else
 constexpr std::size_t kBoards = 16;

@@ -59,6 +59,9 @@ class UtilityOnALine : public ::testing::Test {
   // Sends the signal and waits for the end; what went out on the line before is dropped.
   void ExpectEndBySignal(int signal);
 
+  // Waits for the end of the run, after which nothing more may have gone out on the line.
+  Outcome End();
+
   // From before the start to behind the end of the run: its pauses fit into it.
   std::chrono::milliseconds RunTime() const;
 
@@ -67,7 +70,6 @@ class UtilityOnALine : public ::testing::Test {
 
  private:
   std::vector<std::string> Arguments(const std::vector<std::string>& behind_the_speed) const;
-  Outcome End();
 
   std::unique_ptr<RunningProgram> utility_;
   std::chrono::steady_clock::time_point start_;
