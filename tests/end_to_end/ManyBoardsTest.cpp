@@ -8,13 +8,7 @@
 namespace kvo::bootloadertms::testing {
 namespace {
 
-// Two processors emulate, and check each access to memory, too slowly: sixteen boards would not all
-// answer in time.
-#if defined(KVO_EMULATED) || defined(__SANITIZE_ADDRESS__)
-constexpr std::size_t kBoards = 4;
-#else
 constexpr std::size_t kBoards = 16;
-#endif
 constexpr int kRounds = 20;
 
 // Of its own length and content for each board and round.
