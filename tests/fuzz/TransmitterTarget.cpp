@@ -10,8 +10,8 @@
 #include "fuzz/FuzzTarget.h"
 #include "fuzz/PortOnLine.h"
 #include "fuzz/Require.h"
-#include "fuzz/SilentOutput.h"
 #include "fuzz/TransferModel.h"
+#include "support/SilencedOutput.h"
 #include "transfer/YmodemSender.h"
 
 namespace {
@@ -156,7 +156,7 @@ void CheckTransfer(const Transfer& transfer, const FuzzInput& answers) {
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const RunLimit limit;
-  const SilentOutput silence(std::cout);
+  const SilencedOutput silence;
   FuzzInput input(data, size);
   try {
     const Transfer transfer = TakeTransfer(input);

@@ -1,7 +1,8 @@
 #include "support/HeldLocks.h"
 
-#include <dlfcn.h>
 #include <pthread.h>
+
+#include "support/SystemsOwn.h"
 
 namespace kvo::bootloadertms::testing {
 
@@ -10,14 +11,10 @@ namespace {
 thread_local int held = 0;
 thread_local int taken = 0;
 
-using MutexFunction = int (*)(pthread_mutex_t*);
-
-MutexFunction OfTheLibrary(const char* name) {
-  return reinterpret_cast<MutexFunction>(::dlsym(RTLD_NEXT, name));
-}
+using MutexFunction = int(pthread_mutex_t*);
 
 int Lock(pthread_mutex_t* mutex) {
-  static const MutexFunction kLock = OfTheLibrary("pthread_mutex_lock");
+  static MutexFunction* const kLock = SystemsOwn<MutexFunction>("pthread_mutex_lock");
   const int result = kLock(mutex);
   if (result == 0) {
     ++held;
@@ -27,7 +24,7 @@ int Lock(pthread_mutex_t* mutex) {
 }
 
 int Unlock(pthread_mutex_t* mutex) {
-  static const MutexFunction kUnlock = OfTheLibrary("pthread_mutex_unlock");
+  static MutexFunction* const kUnlock = SystemsOwn<MutexFunction>("pthread_mutex_unlock");
   const int result = kUnlock(mutex);
   if (result == 0) {
     --held;

@@ -1,6 +1,5 @@
 #include "support/RecordedSystemCalls.h"
 
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/types.h>
@@ -10,10 +9,11 @@
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
-#include <cstdlib>
 #include <sstream>
 #include <stdexcept>
 #include <utility>
+
+#include "support/SystemsOwn.h"
 
 namespace kvo::bootloadertms::testing {
 
@@ -60,16 +60,6 @@ RecordedSystemCalls::WriteAnswer RecordedSystemCalls::NoteWrite(int descriptor,
 }
 
 namespace {
-
-// The function that would be called if this program defined none of that name.
-template <typename Function>
-Function* SystemsOwn(const char* name) {
-  void* const function = ::dlsym(RTLD_NEXT, name);
-  if (function == nullptr) {
-    std::abort();
-  }
-  return reinterpret_cast<Function*>(function);
-}
 
 using Open = int(const char*, int, ...);
 using Write = ssize_t(int, const void*, std::size_t);

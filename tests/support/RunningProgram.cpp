@@ -7,6 +7,8 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <iterator>
+#include <sstream>
 #include <system_error>
 #include <thread>
 
@@ -62,6 +64,13 @@ class SpawnActions {
   posix_spawn_file_actions_t actions_{};
 };
 
+// Those that the program has started, as strace does with its command.
+std::vector<pid_t> ChildrenOf(pid_t id) {
+  const std::string process = std::to_string(id);
+  std::istringstream children(ReadFile("/proc/" + process + "/task/" + process + "/children"));
+  return {std::istream_iterator<pid_t>(children), std::istream_iterator<pid_t>()};
+}
+
 }  // namespace
 
 void PreferThisProcess() { PreferProcess(::getpid()); }
@@ -83,7 +92,11 @@ RunningProgram::RunningProgram(const std::vector<std::string>& command,
 
 RunningProgram::~RunningProgram() {
   if (!ended_) {
+    const std::vector<pid_t> children = ChildrenOf(id_);
     Signal(SIGKILL);
+    for (const pid_t child : children) {
+      ::kill(child, SIGKILL);
+    }
     ::waitpid(id_, nullptr, 0);
   }
 }

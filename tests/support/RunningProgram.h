@@ -16,7 +16,8 @@ namespace kvo::bootloadertms::testing {
 // for what has to answer in time, also on a busy machine.
 void PreferThisProcess();
 
-// A program that a test starts; it is killed when the object ends before it does.
+// A program that a test starts; it and what it has started are killed when the object ends before
+// it does.
 class RunningProgram {
  public:
   // `command` is the program's path and its arguments; `environment` is added to the test's own.

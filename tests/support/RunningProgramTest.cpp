@@ -2,8 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <csignal>
+#include <filesystem>
 #include <system_error>
+#include <thread>
 
 namespace kvo::bootloadertms::testing {
 namespace {
@@ -45,6 +48,21 @@ TEST(RunningProgramTest, TellsHowItsOutputBegins) {
   EXPECT_TRUE(program.OutputBeginsWith("rea"));
   EXPECT_FALSE(program.OutputBeginsWith("steady", std::chrono::seconds(0)));
   EXPECT_EQ(program.Wait(std::chrono::milliseconds(1)), -1);
+}
+
+TEST(RunningProgramTest, WhatItHasStartedEndsWithIt) {
+  std::string started;
+  {
+    RunningProgram program({"sh", "-c", "sleep 300 & echo $!; wait"});
+    started = program.FirstLine();
+    EXPECT_NE(ReadFile("/proc/" + started + "/cmdline"), "");
+  }
+  const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+  while (std::filesystem::exists("/proc/" + started) &&
+         !ReadFile("/proc/" + started + "/cmdline").empty()) {
+    ASSERT_LT(std::chrono::steady_clock::now(), limit) << "it still runs";
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
 }
 
 TEST(RunningProgramTest, AMissingProgramIsAnErrorOrStatus127) {

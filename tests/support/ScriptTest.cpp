@@ -141,7 +141,7 @@ void ReportOtherProgress() {
 
 void OpenThePort() {
   Script script;
-  EXPECT_THROW(ScriptedSerialPort(script).Open(), ScriptBroken);
+  EXPECT_THROW(ScriptedSerialPort(script).Open(), std::logic_error);
 }
 
 void CallThePortWithoutALock() {

@@ -1,52 +1,25 @@
 #include "support/ScriptedSerialPort.h"
 
-#include <gtest/gtest.h>
-
 #include <system_error>
 
 namespace kvo::bootloadertms::testing {
 
-namespace {
-
-[[noreturn]] void Unexpected(const std::string& operation) {
-  ADD_FAILURE() << "unexpected call of " << operation;
-  throw ScriptBroken("unexpected call of " + operation);
-}
-
-}  // namespace
-
 ScriptedSerialPort::ScriptedSerialPort(Script& script) : script_(script) {}
-
-std::uint32_t ScriptedSerialPort::SetDevice(std::string /*device*/) { Unexpected("SetDevice"); }
 
 std::string ScriptedSerialPort::GetDevice() {
   script_.CheckLock("GetDevice");
   return "/dev/ttyScript";
 }
 
-std::uint32_t ScriptedSerialPort::SetBaudRate(std::uint32_t /*rate*/) { Unexpected("SetBaudRate"); }
-
 std::uint32_t ScriptedSerialPort::GetBaudRate() {
   script_.CheckLock("GetBaudRate");
   return 115200;
 }
 
-void ScriptedSerialPort::SetTimeout(std::int32_t /*timeout_ms*/) { Unexpected("SetTimeout"); }
-
-int ScriptedSerialPort::SetOptionFlag(bool /*flag*/) { Unexpected("SetOptionFlag"); }
-
-void ScriptedSerialPort::Open() { Unexpected("Open"); }
-
 int ScriptedSerialPort::Close() {
   script_.CheckLock("Close");
   ++script_.close_count_;
   return 0;
-}
-
-std::int64_t ScriptedSerialPort::Write(const std::string& /*data*/) { Unexpected("Write"); }
-
-void ScriptedSerialPort::WriteSlowly(const std::string& /*data*/, std::uint32_t /*delay_ms*/) {
-  Unexpected("WriteSlowly");
 }
 
 void ScriptedSerialPort::Read(std::string& data) {

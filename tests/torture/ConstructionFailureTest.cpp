@@ -20,11 +20,11 @@
 #include "support/CapturedStream.h"
 #include "support/HeldLocks.h"
 #include "support/OpenDescriptors.h"
+#include "support/SilencedOutput.h"
 #include "support/StandInTools.h"
 #include "support/TestTerminal.h"
 #include "torture/AllocationLedger.h"
 #include "torture/FailingSystemCalls.h"
-#include "torture/SilencedOutput.h"
 
 namespace kvo::bootloadertms::testing {
 namespace {

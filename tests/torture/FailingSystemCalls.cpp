@@ -1,14 +1,14 @@
 #include "torture/FailingSystemCalls.h"
 
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <termios.h>
 
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
-#include <cstdlib>
 #include <stdexcept>
+
+#include "support/SystemsOwn.h"
 
 namespace kvo::bootloadertms::testing {
 
@@ -46,16 +46,6 @@ bool FailingSystemCalls::Fails(const char* name) {
 }
 
 namespace {
-
-// The function that would be called if this program defined none of that name.
-template <typename Function>
-Function* SystemsOwn(const char* name) {
-  void* const function = ::dlsym(RTLD_NEXT, name);
-  if (function == nullptr) {
-    std::abort();
-  }
-  return reinterpret_cast<Function*>(function);
-}
 
 using Popen = std::FILE*(const char*, const char*);
 using Open = int(const char*, int, ...);

@@ -5,10 +5,10 @@
 #include <string>
 #include <vector>
 
+#include "support/UnaskedPort.h"
 #include "torture/DialogueModel.h"
 #include "torture/FailingPort.h"
 #include "torture/ObligingBoard.h"
-#include "torture/UnaskedPort.h"
 
 namespace kvo::bootloadertms::testing {
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "torture/UnaskedPort.h"
+#include "support/UnaskedPort.h"
 
 namespace kvo::bootloadertms::testing {
 

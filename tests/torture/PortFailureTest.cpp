@@ -16,12 +16,12 @@
 #include "support/FakeTime.h"
 #include "support/HeldLocks.h"
 #include "support/OpenDescriptors.h"
+#include "support/SilencedOutput.h"
 #include "support/TemporaryFolder.h"
 #include "torture/AllocationLedger.h"
 #include "torture/FailingPort.h"
 #include "torture/ObligingBoard.h"
 #include "torture/Operations.h"
-#include "torture/SilencedOutput.h"
 
 namespace kvo::bootloadertms::testing {
 

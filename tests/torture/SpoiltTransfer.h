@@ -8,11 +8,11 @@
 
 #include "client/BootLoader.h"
 #include "support/FakeTime.h"
+#include "support/SilencedOutput.h"
 #include "support/TemporaryFolder.h"
 #include "torture/DialogueModel.h"
 #include "torture/FaultyLine.h"
 #include "torture/ObligingBoard.h"
-#include "torture/SilencedOutput.h"
 
 namespace kvo::bootloadertms::testing {
 
