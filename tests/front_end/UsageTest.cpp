@@ -4,6 +4,8 @@
 
 #include <array>
 #include <iostream>
+#include <locale>
+#include <string>
 
 #include "front_end/Utility.h"
 #include "support/CapturedStream.h"
@@ -16,6 +18,19 @@ using testing::CapturedStream;
 using testing::kUsage;
 
 TEST(UsageTest, TextIsExact) { EXPECT_EQ(UsageText(), kUsage); }
+
+// A locale that groups the digits of numbers, each for itself.
+class GroupedDigits : public std::numpunct<char> {
+  std::string do_grouping() const override { return "\1"; }
+};
+
+TEST(UsageTest, TextIsTheSameInAnyLocale) {
+  const std::locale former =
+      std::locale::global(std::locale(std::locale::classic(), new GroupedDigits));
+  const std::string text = UsageText();
+  std::locale::global(former);
+  EXPECT_EQ(text, kUsage);
+}
 
 TEST(UsageTest, FewerThanFourArgumentsGetItOnStandardErrorAndStatus1) {
   const std::array<const char*, 4> arguments = {"another-name", "/dev/ttyX", "115200", "fw_tv.bin"};

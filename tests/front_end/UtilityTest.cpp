@@ -1,5 +1,6 @@
 #include "front_end/Utility.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <array>
@@ -69,19 +70,32 @@ TEST_F(UtilityTest, ThePortIsClosedBeforeTheFailureIsTold) {
 }
 
 // Runs an action that succeeds and tells, when the process ends, whether the port is still open.
-void SendAByteAndTellOfThePort(const char* device) {
+// Standard output goes where that is told.
+void SendAByteAndTellOfThePort(const char* device, const char* switch_behind) {
   static std::string watched;
   watched = device;
+  std::cout.rdbuf(std::cerr.rdbuf());
   std::atexit([] {
     std::cerr << (OpenDescriptorsOf(watched).empty() ? "closed" : "still open") << std::endl;
   });
-  const std::array<const char*, 5> arguments = {"the-program", device, "115200", "--send", "41"};
-  RunUtility(5, arguments.data());
+  const std::array<const char*, 6> arguments = {"the-program", device, "115200",
+                                                "--send",      "41",   switch_behind};
+  RunUtility(6, arguments.data());
 }
 
 TEST_F(UtilityTest, ASuccessEndsTheProcessAtOnceAndLeavesThePortToTheSystem) {
-  EXPECT_EXIT(SendAByteAndTellOfThePort(terminal_.Path().c_str()), ::testing::ExitedWithCode(0),
-              "^still open\n$");
+  EXPECT_EXIT(SendAByteAndTellOfThePort(terminal_.Path().c_str(), "--no_active_bootloader"),
+              ::testing::ExitedWithCode(0), ::testing::Eq("\nstill open\n"));
+}
+
+TEST_F(UtilityTest, VerboseTellsTheEndOfASuccess) {
+  EXPECT_EXIT(SendAByteAndTellOfThePort(terminal_.Path().c_str(), "--verbose"),
+              ::testing::ExitedWithCode(0),
+              ::testing::Eq("Entering boot loader utility for TMS\n"
+                            "\nSend CMD (41)...\n [OK]\n"
+                            "\nExiting boot loader utility for TMS\n"
+                            "still open\n"));
+  EXPECT_EQ(terminal_.Receive(1), "A");
 }
 
 TEST_F(UtilityTest, VerboseIsFoundWhereverItStands) {

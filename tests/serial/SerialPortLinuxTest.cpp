@@ -405,6 +405,14 @@ TEST_F(SerialPortLinuxTest, ReadByteReturnsEveryValue) {
   }
 }
 
+TEST_F(SerialPortLinuxTest, ReadByteLeavesTheOthers) {
+  Open(-1);
+  SendToPort("abc");
+  EXPECT_EQ(port_.ReadByte(), 'a');
+  EXPECT_EQ(port_.ReadByte(), 'b');
+  EXPECT_EQ(port_.ReadByte(), 'c');
+}
+
 TEST_F(SerialPortLinuxTest, ReadByteOfASilentLineIsZeroAfterTheTimeout) {
   Open(200);
   const auto start = steady_clock::now();

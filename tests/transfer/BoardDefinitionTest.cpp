@@ -86,6 +86,8 @@ INSTANTIATE_TEST_SUITE_P(BoardDefinitionTest, RefusedFileName,
                                            "fw_ tv.bin", "fw_vt.bin", "fw.tv", "--verbose",
                                            "fw_kd.bin", "\xC3\xA9"));
 
+TEST(BoardDefinitionTest, NoBoardIsKindZero) { EXPECT_EQ(static_cast<int>(BoardKind::kNone), 0); }
+
 TEST(BoardDefinitionTest, HasAVirtualDestructor) {
   EXPECT_TRUE(std::has_virtual_destructor_v<BoardDefinition>);
 }

@@ -92,6 +92,11 @@ TEST_F(ImageFileTest, ANameWithoutASeparatorIsTakenWhole) {
   EXPECT_EQ(image_.GetFileName(), "fw_pu.bin");
 }
 
+TEST_F(ImageFileTest, OtherCharactersAreNoSeparators) {
+  image_.Read(folder_.WriteFile("fw~1:2|3_tv.bin", "x"));
+  EXPECT_EQ(image_.GetFileName(), "fw~1:2|3_tv.bin");
+}
+
 TEST_F(ImageFileTest, APathThatEndsInASeparatorHasAnEmptyName) {
   image_.Read(folder_.WriteFile("fw_tv\\", "x"));
   EXPECT_EQ(image_.GetFileName(), "");
