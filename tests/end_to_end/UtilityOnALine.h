@@ -55,6 +55,8 @@ class UtilityOnALine : public ::testing::Test {
   // `output` up to the report of the failure, which tells `message`.
   void ExpectFailure(const std::string& output, const std::string& message);
 
+  bool EndsWithin(std::chrono::milliseconds limit) { return utility_->Wait(limit) != -1; }
+
   void Signal(int signal) const { utility_->Signal(signal); }
   // Sends the signal and waits for the end; what went out on the line before is dropped.
   void ExpectEndBySignal(int signal);
