@@ -72,21 +72,29 @@ std::string TestTerminal::Receive(std::size_t count, std::chrono::milliseconds l
   using std::chrono::steady_clock;
   const auto deadline = steady_clock::now() + limit;
   std::string received;
-  while (received.size() < count && steady_clock::now() < deadline) {
-    pollfd ready{.fd = far_end_, .events = POLLIN, .revents = 0};
-    ::poll(&ready, 1, 10);
-    if ((ready.revents & POLLIN) == 0) {
-      if ((ready.revents & POLLHUP) != 0) {
-        std::this_thread::sleep_for(kPause);  // nobody has the near end open
-      }
-      continue;
+  while (received.size() < count) {
+    const std::string piece = ReceivePiece(count - received.size());
+    received += piece;
+    // Behind the attempt, so that what is there is found however late this process is.
+    if (piece.empty() && steady_clock::now() >= deadline) {
+      break;
     }
-    std::array<char, 4096> piece{};
-    const ssize_t length =
-        ::read(far_end_, piece.data(), std::min(piece.size(), count - received.size()));
-    received.append(piece.data(), length > 0 ? static_cast<std::size_t>(length) : 0);
   }
   return received;
+}
+
+std::string TestTerminal::ReceivePiece(std::size_t most) const {
+  pollfd ready{.fd = far_end_, .events = POLLIN, .revents = 0};
+  ::poll(&ready, 1, 10);
+  if ((ready.revents & POLLIN) == 0) {
+    if ((ready.revents & POLLHUP) != 0) {
+      std::this_thread::sleep_for(kPause);  // nobody has the near end open
+    }
+    return "";
+  }
+  std::array<char, 4096> piece{};
+  const ssize_t length = ::read(far_end_, piece.data(), std::min(piece.size(), most));
+  return {piece.data(), length > 0 ? static_cast<std::size_t>(length) : 0};
 }
 
 void TestTerminal::HangUp() {

@@ -28,7 +28,8 @@ class TestTerminal {
   // Waits until the near end has read all that was sent to it. Somebody must have it open.
   void WaitUntilRead() const;
 
-  // Waits until `count` bytes have come from the near end and returns them; fewer after `limit`.
+  // Waits until `count` bytes have come from the near end and returns them; what is there, if
+  // that is fewer, after `limit`.
   std::string Receive(std::size_t count,
                       std::chrono::milliseconds limit = std::chrono::seconds(20)) const;
 
@@ -36,6 +37,8 @@ class TestTerminal {
   void HangUp();
 
  private:
+  std::string ReceivePiece(std::size_t most) const;
+
   int far_end_;
   std::string path_;
 };
