@@ -10,15 +10,22 @@ namespace kvo::bootloadertms {
 
 namespace {
 
-// A handler, as an ignored signal would stay ignored in the programs that this one starts.
 void Survive(int /*signal*/) {}
+
+// By a handler, as an ignored signal would stay ignored in the programs that this one starts. Where
+// it is ignored already, they are to find it so.
+void SurviveLostReaders() {
+  if (std::signal(SIGPIPE, Survive) == SIG_IGN) {
+    std::signal(SIGPIPE, SIG_IGN);
+  }
+}
 
 bool IsClosed(int descriptor) { return ::fcntl(descriptor, F_GETFD) == -1; }
 
 }  // namespace
 
 void DetachActionFromStandardStreams() {
-  std::signal(SIGPIPE, Survive);
+  SurviveLostReaders();
   for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
     if (IsClosed(stream)) {
       ::open("/dev/null", O_RDWR);  // gets the lowest free number: this one

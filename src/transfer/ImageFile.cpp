@@ -20,13 +20,20 @@ constexpr std::uint8_t kErasedFlash = 0xFF;
   throw std::runtime_error("Unable to read file : " + path);
 }
 
-// A directory can be opened like a file, and what its end is depends on the file system; opening a
-// pipe waits for a writer.
+[[noreturn]] void ThrowUnopened(const std::string& path) {
+  throw std::runtime_error("Unable to open file : " + path);
+}
+
+// A directory can be opened like a file, and what its end is depends on the file system. A pipe has
+// no end to open it at, but would first be waited for until somebody writes to it.
 void RefuseWhatHasNoLength(const std::string& path) {
   std::error_code ignored;
   const std::filesystem::file_status status = std::filesystem::status(path, ignored);
-  if (std::filesystem::is_directory(status) || std::filesystem::is_fifo(status)) {
+  if (std::filesystem::is_directory(status)) {
     ThrowUnreadable(path);
+  }
+  if (std::filesystem::is_fifo(status)) {
+    ThrowUnopened(path);
   }
 }
 
@@ -69,7 +76,7 @@ void ImageFile::Read(const std::string& path) {
   RefuseWhatHasNoLength(path);
   std::ifstream file(path, std::ios::in | std::ios::binary | std::ios::ate);
   if (!file) {
-    throw std::runtime_error("Unable to open file : " + path);
+    ThrowUnopened(path);
   }
   const std::uint32_t length = LengthFromPosition(file, path);
   // Not cleared: memory that is never sent is never touched.

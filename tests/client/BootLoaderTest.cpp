@@ -120,28 +120,33 @@ TEST(BootLoaderDeathTest, ACloseThatFailsInTheDestructorEndsTheProgram) {
       "terminate");
 }
 
-// Tells in `order` when it ends.
+// Tells in `order` when it is closed and when it ends.
 class EndingPort : public ScriptedSerialPort {
  public:
   EndingPort(Script& script, std::string& order) : ScriptedSerialPort(script), order_(order) {}
   EndingPort(const EndingPort&) = delete;
   EndingPort& operator=(const EndingPort&) = delete;
   ~EndingPort() override { order_ += "port "; }
+  int Close() override {
+    order_ += "close ";
+    return ScriptedSerialPort::Close();
+  }
 
  private:
   std::string& order_;
 };
 
-TEST(BootLoaderTest, TheCallbackEndsBeforeThePort) {
+TEST(BootLoaderTest, EndsByClosingUnlockingAndTheEndsOfCallbackAndPort) {
   Script script;
   std::string order;
   {
     BootLoader client(std::make_unique<EndingPort>(script, order));
-    const std::shared_ptr<std::string> told(&order,
-                                            [](std::string* text) { *text += "callback "; });
+    const std::shared_ptr<std::string> told(&order, [](std::string* text) {
+      *text += testing::HeldLocks() == 0 ? "unlocked callback " : "callback ";
+    });
     client.SetTransferCallback([told](bool, double) {});
   }
-  EXPECT_EQ(order, "callback port ");
+  EXPECT_EQ(order, "close unlocked callback port ");
 }
 
 TEST(BootLoaderTest, IsNotCopied) { EXPECT_FALSE(std::is_copy_constructible_v<BootLoader>); }

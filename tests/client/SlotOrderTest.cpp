@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include "client/AppInfos.h"
+#include "client/DeviceInfos.h"
 #include "client/IBootLoader.h"
 #include "support/VtableSlot.h"
 
@@ -36,6 +38,22 @@ class Follower : public IBootLoader {
 // There are two of them: with and without giving back the memory.
 TEST(IBootLoaderSlotOrderTest, OnlyTheDestructorsFollow) {
   EXPECT_EQ(VtableSlot(&Follower::Next), 17U);
+}
+
+class RecordFollower : public AppInfos {
+ public:
+  using AppInfos::AppInfos;
+  virtual void Next() {}
+};
+
+class DeviceRecordFollower : public DeviceInfos {
+ public:
+  virtual void Next() {}
+};
+
+TEST(RecordsSlotOrderTest, OnlyTheDestructorsAreVirtual) {
+  EXPECT_EQ(VtableSlot(&RecordFollower::Next), 2U);
+  EXPECT_EQ(VtableSlot(&DeviceRecordFollower::Next), 2U);
 }
 
 }  // namespace

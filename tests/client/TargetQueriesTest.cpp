@@ -1,5 +1,3 @@
-#include <type_traits>
-
 #include "support/ClientFixture.h"
 
 namespace kvo::bootloadertms {
@@ -23,7 +21,16 @@ TEST(DeviceInfosTest, StartsEmpty) {
 TEST(DeviceInfosTest, KeepsItsSixTextsInOrder) {
   EXPECT_EQ(FieldsOf(DeviceInfos("1", "2", "3", "4", "5", "6")),
             (Fields{"1", "2", "3", "4", "5", "6"}));
-  EXPECT_TRUE(std::has_virtual_destructor_v<DeviceInfos>);
+}
+
+TEST(DeviceInfosTest, HandsOutReferences) {
+  const DeviceInfos infos("1", "2", "3", "4", "5", "6");
+  EXPECT_EQ(&infos.GetAnswerS(), &infos.GetAnswerS());
+  EXPECT_EQ(&infos.GetAnswerH(), &infos.GetAnswerH());
+  EXPECT_EQ(&infos.GetAnswerP(), &infos.GetAnswerP());
+  EXPECT_EQ(&infos.GetAnswerUpperV(), &infos.GetAnswerUpperV());
+  EXPECT_EQ(&infos.GetAnswerV(), &infos.GetAnswerV());
+  EXPECT_EQ(&infos.GetBootStatus(), &infos.GetBootStatus());
 }
 
 TEST(AppInfosTest, KeepsItsThreeTextsInOrder) {
@@ -31,7 +38,6 @@ TEST(AppInfosTest, KeepsItsThreeTextsInOrder) {
   EXPECT_EQ(infos.GetF1(), "a");
   EXPECT_EQ(infos.GetF2(), "b");
   EXPECT_EQ(infos.GetF3(), "c");
-  EXPECT_TRUE(std::has_virtual_destructor_v<AppInfos>);
 }
 
 class TargetQueriesTest : public testing::ClientFixture {
@@ -99,6 +105,25 @@ TEST_F(TargetQueriesTest, AQuestionIsAskedAgainWhileTheAnswerSaysCan) {
   Question('s', "cAn");
   QuestionsFrom("hpVv");
   EXPECT_EQ(FieldsOf(client_.ReadBootloaderInfos()), (Fields{"cAn", "h", "p", "V", "v", "BL_OK"}));
+}
+
+TEST_F(TargetQueriesTest, AQuestionIsAskedAgainWithoutALimit) {
+  script_.FlushInput();
+  for (int i = 0; i < 5000; ++i) {
+    Question('s', "can");
+  }
+  QuestionsFrom("shpVv");
+  EXPECT_EQ(FieldsOf(client_.ReadBootloaderInfos()), (Fields{"s", "h", "p", "V", "v", "BL_OK"}));
+}
+
+TEST_F(TargetQueriesTest, TheBootStatusIsAskedAgainWithoutALimit) {
+  script_.FlushInput();
+  for (int i = 0; i < 5000; ++i) {
+    BootStatus("signature");
+  }
+  BootStatus("ok");
+  QuestionsFrom("shpVv");
+  EXPECT_EQ(FieldsOf(client_.ReadApplicationInfos()), (Fields{"s", "h", "p", "V", "v", "ok"}));
 }
 
 TEST_F(TargetQueriesTest, TheLastQuestionIsAskedAgainToo) {

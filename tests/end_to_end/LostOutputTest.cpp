@@ -75,5 +75,16 @@ TEST_F(ToolsOfALostOutput, StillEndByTheSignalThatTellsThemOfAClosedPipe) {
   EXPECT_EQ(utility.ErrorOutput(), "") << "the port counted as in use";
 }
 
+TEST_F(ToolsOfALostOutput, FindThatSignalIgnoredWhereTheUtilityFindsItSo) {
+  const TemporaryFolder tools;
+  tools.WriteScript("bin/lsof", "kill -PIPE $$; echo survived");
+  tools.WriteScript("bin/ps", "");
+  RunningProgram utility({"sh", "-c", "trap '' PIPE; \"$@\"", "sh", KVO_UTILITY,
+                          "/dev/no-such-port", "115200", "x", "x"},
+                         {{"PATH", tools.Path("bin") + ":" + CurrentPath()}});
+  EXPECT_EQ(utility.Wait(), 1);
+  EXPECT_THAT(utility.ErrorOutput(), ::testing::HasSubstr("port is already opened"));
+}
+
 }  // namespace
 }  // namespace kvo::bootloadertms::testing

@@ -3,9 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <iostream>
-#include <type_traits>
 
 #include "support/CapturedStream.h"
+#include "support/VtableSlot.h"
 
 namespace kvo::bootloadertms {
 namespace {
@@ -90,7 +90,15 @@ TEST(LogMessTest, ACopyTakesTheFlagAlong) {
   EXPECT_TRUE(copy.IsVerbose());
 }
 
-TEST(LogMessTest, HasAVirtualDestructor) { EXPECT_TRUE(std::has_virtual_destructor_v<LogMess>); }
+// Takes the first place of the table that is free.
+class Follower : public LogMess {
+ public:
+  virtual void Next() {}
+};
+
+TEST(LogMessTest, OnlyTheDestructorsAreVirtual) {
+  EXPECT_EQ(testing::VtableSlot(&Follower::Next), 2U);
+}
 
 }  // namespace
 }  // namespace kvo::bootloadertms

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <limits>
-#include <type_traits>
 
 namespace kvo::bootloadertms {
 namespace {
@@ -12,8 +11,6 @@ class SupportedRate : public ::testing::TestWithParam<std::uint32_t> {};
 class RefusedRate : public ::testing::TestWithParam<std::uint32_t> {};
 
 TEST(BaudrateTest, StartsNotSet) { EXPECT_EQ(Baudrate().GetValue(), 0U); }
-
-TEST(BaudrateTest, HasAVirtualDestructor) { EXPECT_TRUE(std::has_virtual_destructor_v<Baudrate>); }
 
 TEST_P(SupportedRate, IsItsOwnTableValueAndIsStored) {
   EXPECT_TRUE(Baudrate::IsSupported(GetParam()));

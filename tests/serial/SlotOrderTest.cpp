@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
+#include "serial/Baudrate.h"
 #include "serial/ISerialPort.h"
+#include "serial/SerialPortLinux.h"
 #include "support/VtableSlot.h"
 
 namespace kvo::bootloadertms {
@@ -35,6 +37,24 @@ class Follower : public ISerialPort {
 // There are two of them: with and without giving back the memory.
 TEST(ISerialPortSlotOrderTest, OnlyTheDestructorsFollow) {
   EXPECT_EQ(VtableSlot(&Follower::Next), 16U);
+}
+
+class PortFollower : public SerialPortLinux {
+ public:
+  virtual void Next() {}
+};
+
+TEST(SerialPortLinuxSlotOrderTest, HasNoVirtualOperationsOfItsOwn) {
+  EXPECT_EQ(VtableSlot(&PortFollower::Next), 16U);
+}
+
+class RateFollower : public Baudrate {
+ public:
+  virtual void Next() {}
+};
+
+TEST(BaudrateSlotOrderTest, OnlyTheDestructorsAreVirtual) {
+  EXPECT_EQ(VtableSlot(&RateFollower::Next), 2U);
 }
 
 }  // namespace

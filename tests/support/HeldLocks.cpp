@@ -10,10 +10,14 @@ namespace {
 
 thread_local int held = 0;
 thread_local int taken = 0;
+thread_local int failure = 0;
 
 using MutexFunction = int(pthread_mutex_t*);
 
 int Lock(pthread_mutex_t* mutex) {
+  if (failure != 0) {
+    return failure;
+  }
   static MutexFunction* const kLock = SystemsOwn<MutexFunction>("pthread_mutex_lock");
   const int result = kLock(mutex);
   if (result == 0) {
@@ -37,6 +41,10 @@ int Unlock(pthread_mutex_t* mutex) {
 int HeldLocks() { return held; }
 
 int LocksTaken() { return taken; }
+
+FailingLocks::FailingLocks(int error) { failure = error; }
+
+FailingLocks::~FailingLocks() { failure = 0; }
 
 }  // namespace kvo::bootloadertms::testing
 

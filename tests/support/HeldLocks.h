@@ -7,4 +7,14 @@ namespace kvo::bootloadertms::testing {
 int HeldLocks();
 int LocksTaken();
 
+// While an object lives, this thread can't lock any mutex: the C library's function fails with
+// `error`. At most one lives at a time.
+class FailingLocks {
+ public:
+  explicit FailingLocks(int error);
+  FailingLocks(const FailingLocks&) = delete;
+  FailingLocks& operator=(const FailingLocks&) = delete;
+  ~FailingLocks();
+};
+
 }  // namespace kvo::bootloadertms::testing

@@ -12,12 +12,10 @@
 #include <vector>
 
 #include "client/BootLoader.h"
-#include "support/FakeTime.h"
 #include "support/HeldLocks.h"
 #include "support/OpenDescriptors.h"
-#include "support/SilencedOutput.h"
-#include "support/TemporaryFolder.h"
 #include "torture/AllocationLedger.h"
+#include "torture/BoardForAnOperation.h"
 #include "torture/FailingPort.h"
 #include "torture/ObligingBoard.h"
 #include "torture/Operations.h"
@@ -90,10 +88,10 @@ class AllocationFailureTest : public ::testing::TestWithParam<Consumer> {
   // Runs the operation, verbose, with the `failing`th allocation failing, and looks at what is left
   // behind.
   std::string OutcomeWith(std::size_t failing) {
-    board_.Restart(operation_.program);
+    board_.Restart();
     PortTrouble trouble(GetParam().silent_call, Failure::kSilent, true);
     std::string outcome = RoomForAnOutcome();
-    BootLoader client(std::make_unique<FailingPort>(board_, trouble));
+    BootLoader client(std::make_unique<FailingPort>(board_.Board(), trouble));
     client.SetVerbose(true);
     if (IsAnUpload(operation_)) {
       client.SetTransferCallback(callback_);
@@ -101,14 +99,14 @@ class AllocationFailureTest : public ::testing::TestWithParam<Consumer> {
     const std::ptrdiff_t allocations = LiveAllocations();
     {
       const WatchedAllocations watched(failing);
-      RunInto(outcome, operation_, client, image_path_);
+      RunInto(outcome, operation_, client, board_.ImagePath());
     }
     allocations_ = WatchedAllocations::Count();
     EXPECT_EQ(LiveAllocations(), allocations);
     EXPECT_EQ(HeldLocks(), 0);
-    EXPECT_EQ(OpenDescriptorsOf(image_path_).size(), 0U);
+    EXPECT_EQ(OpenDescriptorsOf(board_.ImagePath()).size(), 0U);
     EXPECT_TRUE(std::cout.good());
-    ExpectUsable(client, trouble);
+    board_.ExpectUsable(client, trouble);
     return outcome;
   }
 
@@ -121,21 +119,7 @@ class AllocationFailureTest : public ::testing::TestWithParam<Consumer> {
   std::size_t allocations_ = 0;  // of the last run
 
  private:
-  // That the next operation goes well on a port that goes well.
-  void ExpectUsable(BootLoader& client, PortTrouble& trouble) {
-    trouble.first_call = 0;
-    trouble.calls.clear();
-    board_.Restart(ObligingBoard::Program::kBootloader);
-    client.SetVerbose(false);
-    EXPECT_EQ(client.PingBootloader(), 9U);
-  }
-
-  SilencedOutput silence_;
-  FakeTime time_{[](std::chrono::nanoseconds asked) { return asked; }};
-  TemporaryFolder folder_;
-  std::string image_path_ =
-      folder_.WriteFile("a_file_name_of_firmware_tv.bin", ImageOf(operation_));
-  ObligingBoard board_{operation_.program, ImageOf(operation_)};
+  BoardForAnOperation board_{operation_, "a_file_name_of_firmware_tv.bin"};
   // A copy of it is an allocation.
   TransferProgress callback_ = [text = std::string(100, 'x')](bool /*failed*/, double /*part*/) {};
 };
@@ -150,6 +134,15 @@ TEST_P(AllocationFailureTest, WhicheverAllocationFailsTheOperationEndsWithBadAll
     EXPECT_EQ(OutcomeWith(failing), "bad_alloc") << failing << " of " << count;
   }
   EXPECT_EQ(OutcomeWith(count + 1), OwnOutcome());
+}
+
+// So that an operation that waits for another one's end has not even read its image yet.
+TEST_P(AllocationFailureTest, AnUploadUsesMemoryUnderTheLockOnly) {
+  if (IsAnUpload(operation_) && GetParam().silent_call == 0) {
+    OutcomeWith(0);
+    EXPECT_EQ(OutcomeWith(0), OwnOutcome());
+    EXPECT_EQ(WatchedAllocations::CountOutsideTheLock(), 0U);
+  }
 }
 
 INSTANTIATE_TEST_SUITE_P(All, AllocationFailureTest, ::testing::ValuesIn(kConsumers),

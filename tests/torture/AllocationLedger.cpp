@@ -3,6 +3,8 @@
 #include <cstdlib>
 #include <new>
 
+#include "support/HeldLocks.h"
+
 namespace kvo::bootloadertms::testing {
 
 namespace {
@@ -10,7 +12,14 @@ namespace {
 bool watched = false;
 std::size_t count = 0;
 std::size_t failing_ordinal = 0;
+std::size_t outside_the_lock = 0;
 std::ptrdiff_t live = 0;
+
+void NoteLock() {
+  if (watched && HeldLocks() == 0) {
+    ++outside_the_lock;
+  }
+}
 
 bool IsToFail() {
   if (!watched) {
@@ -21,6 +30,7 @@ bool IsToFail() {
 }
 
 void* AllocateOrNull(std::size_t size) {
+  NoteLock();
   void* const memory = IsToFail() ? nullptr : std::malloc(size == 0 ? 1 : size);
   if (memory != nullptr) {
     ++live;
@@ -38,6 +48,7 @@ void* Allocate(std::size_t size) {
 
 void Release(void* memory) {
   if (memory != nullptr) {
+    NoteLock();
     --live;
     std::free(memory);
   }
@@ -49,6 +60,7 @@ std::ptrdiff_t LiveAllocations() { return live; }
 
 WatchedAllocations::WatchedAllocations(std::size_t failing) {
   count = 0;
+  outside_the_lock = 0;
   failing_ordinal = failing;
   watched = true;
 }
@@ -56,6 +68,8 @@ WatchedAllocations::WatchedAllocations(std::size_t failing) {
 WatchedAllocations::~WatchedAllocations() { watched = false; }
 
 std::size_t WatchedAllocations::Count() { return count; }
+
+std::size_t WatchedAllocations::CountOutsideTheLock() { return outside_the_lock; }
 
 }  // namespace kvo::bootloadertms::testing
 

@@ -21,6 +21,9 @@ class WatchedAllocations {
   // How many were asked for, the failed one included. Stays readable when the object is gone, until
   // the next one is made.
   static std::size_t Count();
+
+  // How many blocks were asked for or given back while this thread held no mutex. Readable as long.
+  static std::size_t CountOutsideTheLock();
 };
 
 }  // namespace kvo::bootloadertms::testing

@@ -53,6 +53,18 @@ int FailedOf(int allocations, std::size_t failing) {
   return 0;
 }
 
+TEST(AllocationLedgerTest, TellsWhatIsDoneOutsideALock) {
+  std::mutex mutex;
+  {
+    const WatchedAllocations watched;
+    auto outside = std::make_unique<int>(1);
+    const std::lock_guard locked(mutex);
+    const auto within = std::make_unique<int>(2);
+    outside.reset();
+  }
+  EXPECT_EQ(WatchedAllocations::CountOutsideTheLock(), 1U);
+}
+
 TEST(AllocationLedgerTest, OneAllocationFailsWhenAsked) {
   const std::ptrdiff_t before = LiveAllocations();
   EXPECT_EQ(FailedOf(3, 1), 1);

@@ -95,6 +95,13 @@ bool IsExactly(const std::exception& error, const std::type_info& type) {
   return typeid(error) == type;
 }
 
+const char* NameOf(const std::error_code& code) {
+  if (code == std::error_code(EFAULT, std::system_category())) {
+    return "EFAULT";
+  }
+  return code == std::errc::resource_unavailable_try_again ? "EAGAIN" : "of another number";
+}
+
 }  // namespace
 
 const std::vector<Operation>& Operations() {
@@ -132,6 +139,8 @@ const std::vector<Operation>& Operations() {
 
 bool IsAnUpload(const Operation& operation) { return operation.name.starts_with("Upload"); }
 
+bool IsASetter(const Operation& operation) { return operation.name.starts_with("Set"); }
+
 std::string ImageOf(const Operation& operation) {
   std::string image(operation.image_length, '\0');
   for (std::size_t i = 0; i < image.size(); ++i) {
@@ -146,9 +155,8 @@ void RunInto(std::string& outcome, const Operation& operation, BootLoader& clien
     outcome.assign("returns ");
     operation.run(client, image_path, outcome);
   } catch (const std::system_error& error) {
-    const bool is_efault = error.code() == std::error_code(EFAULT, std::system_category()) &&
-                           IsExactly(error, typeid(std::system_error));
-    outcome.assign(is_efault ? "system_error EFAULT" : "another system_error");
+    outcome.assign(IsExactly(error, typeid(std::system_error)) ? "system_error " : "another ");
+    outcome.append(NameOf(error.code()));
   } catch (const std::runtime_error& error) {
     outcome.assign(IsExactly(error, typeid(std::runtime_error)) ? "runtime_error " : "another ");
     outcome.append(error.what());

@@ -25,12 +25,15 @@ const std::vector<Operation>& Operations();
 
 bool IsAnUpload(const Operation& operation);
 
+// Those that only set something, and may do so while another operation runs.
+bool IsASetter(const Operation& operation);
+
 // The image of an operation.
 std::string ImageOf(const Operation& operation);
 
 // Runs an operation and replaces `outcome` by how it ended: "returns " and the result,
-// "runtime_error " and the text, "system_error EFAULT", "bad_alloc" or "still waiting". Allocates
-// nothing itself as long as `outcome` has room.
+// "runtime_error " and the text, "system_error EFAULT" or "EAGAIN", "bad_alloc" or "still waiting".
+// Allocates nothing itself as long as `outcome` has room.
 void RunInto(std::string& outcome, const Operation& operation, BootLoader& client,
              const std::string& image_path);
 

@@ -13,12 +13,10 @@
 #include <vector>
 
 #include "client/BootLoader.h"
-#include "support/FakeTime.h"
 #include "support/HeldLocks.h"
 #include "support/OpenDescriptors.h"
-#include "support/SilencedOutput.h"
-#include "support/TemporaryFolder.h"
 #include "torture/AllocationLedger.h"
+#include "torture/BoardForAnOperation.h"
 #include "torture/FailingPort.h"
 #include "torture/ObligingBoard.h"
 #include "torture/Operations.h"
@@ -216,22 +214,27 @@ class PortFailureTest : public ::testing::TestWithParam<Operation> {
  protected:
   // Runs the operation and looks at what is left behind.
   Ending EndingWith(PortTrouble& trouble) {
-    board_.Restart(GetParam().program);
+    board_.Restart();
     std::string outcome = RoomForAnOutcome();
-    auto client = std::make_unique<BootLoader>(std::make_unique<FailingPort>(board_, trouble));
-    client->SetTransferCallback([](bool /*failed*/, double /*fraction*/) {});
+    auto client =
+        std::make_unique<BootLoader>(std::make_unique<FailingPort>(board_.Board(), trouble));
+    client->SetTransferCallback([this](bool /*failed*/, double /*fraction*/) {
+      EXPECT_EQ(OpenDescriptorsOf(board_.ImagePath()).size(), 0U) << "while the image is sent";
+    });
     const std::ptrdiff_t allocations = LiveAllocations();
-    RunInto(outcome, GetParam(), *client, image_path_);
+    const int locks = LocksTaken();
+    RunInto(outcome, GetParam(), *client, board_.ImagePath());
     EXPECT_EQ(LiveAllocations(), allocations);
+    EXPECT_EQ(LocksTaken() - locks, IsASetter(GetParam()) ? 0 : 1) << "held without a gap";
     EXPECT_EQ(HeldLocks(), 0);
-    EXPECT_EQ(OpenDescriptorsOf(image_path_).size(), 0U);
+    EXPECT_EQ(OpenDescriptorsOf(board_.ImagePath()).size(), 0U);
     EXPECT_TRUE(!IsAnUpload(GetParam()) || !outcome.starts_with("returns ") ||
-                board_.HasConfirmed());
+                board_.Board().HasConfirmed());
     if (outcome == "still waiting") {
       outcome += ", " + WaitingPlace(trouble);
     }
     const std::string calls = trouble.calls;
-    ExpectUsable(*client, trouble);
+    board_.ExpectUsable(*client, trouble);
     client.reset();
     EXPECT_EQ(trouble.closes, 1);
     EXPECT_EQ(trouble.calls_without_lock, 0);
@@ -267,6 +270,7 @@ class PortFailureTest : public ::testing::TestWithParam<Operation> {
     ++cases_;
   }
 
+  BoardForAnOperation board_{GetParam(), "firmware_tv.bin"};
   int cases_ = 0;
 
  private:
@@ -281,21 +285,6 @@ class PortFailureTest : public ::testing::TestWithParam<Operation> {
     }
     return *read;
   }
-
-  // That the next operation goes well on a port that goes well again.
-  void ExpectUsable(BootLoader& client, PortTrouble& trouble) {
-    trouble.first_call = 0;
-    trouble.calls.clear();
-    board_.Restart(ObligingBoard::Program::kBootloader);
-    client.SetVerbose(false);
-    EXPECT_EQ(client.PingBootloader(), 9U);
-  }
-
-  SilencedOutput silence_;
-  FakeTime time_{[](std::chrono::nanoseconds asked) { return asked; }};
-  TemporaryFolder folder_;
-  std::string image_path_ = folder_.WriteFile("firmware_tv.bin", ImageOf(GetParam()));
-  ObligingBoard board_{GetParam().program, ImageOf(GetParam())};
 };
 
 TEST_P(PortFailureTest, WhicheverCallFailsTheOperationEndsAsOrdered) {
@@ -315,6 +304,20 @@ TEST_P(PortFailureTest, WhicheverCallFailsTheOperationEndsAsOrdered) {
     }
   }
   EXPECT_EQ(cases_, ExpectationOf(GetParam()).cases);
+}
+
+// Before anything is done: the upload's image needn't be there.
+TEST_P(PortFailureTest, AMutexThatCannotBeLockedIsTheStandardSystemError) {
+  PortTrouble no_trouble;
+  BootLoader client(std::make_unique<FailingPort>(board_.Board(), no_trouble));
+  std::string outcome = RoomForAnOutcome();
+  {
+    const FailingLocks failing(EAGAIN);
+    RunInto(outcome, GetParam(), client, "no such file_tv.bin");
+  }
+  EXPECT_EQ(outcome, IsASetter(GetParam()) ? "returns " : "system_error EAGAIN");
+  EXPECT_EQ(no_trouble.calls, "");
+  board_.ExpectUsable(client, no_trouble);
 }
 
 INSTANTIATE_TEST_SUITE_P(All, PortFailureTest, ::testing::ValuesIn(Operations()),

@@ -2,9 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <limits>
 #include <stdexcept>
 #include <type_traits>
+
+#include "support/VtableSlot.h"
 
 namespace kvo::bootloadertms {
 namespace {
@@ -88,8 +91,19 @@ INSTANTIATE_TEST_SUITE_P(BoardDefinitionTest, RefusedFileName,
 
 TEST(BoardDefinitionTest, NoBoardIsKindZero) { EXPECT_EQ(static_cast<int>(BoardKind::kNone), 0); }
 
-TEST(BoardDefinitionTest, HasAVirtualDestructor) {
-  EXPECT_TRUE(std::has_virtual_destructor_v<BoardDefinition>);
+TEST(BoardDefinitionTest, AKindIsASigned32BitInteger) {
+  EXPECT_TRUE((std::is_same_v<std::underlying_type_t<BoardKind>, std::int32_t>));
+}
+
+// Takes the first place of the table that is free.
+class Follower : public BoardDefinition {
+ public:
+  using BoardDefinition::BoardDefinition;
+  virtual void Next() {}
+};
+
+TEST(BoardDefinitionTest, OnlyTheDestructorsAreVirtual) {
+  EXPECT_EQ(testing::VtableSlot(&Follower::Next), 2U);
 }
 
 }  // namespace

@@ -118,10 +118,10 @@ TEST_F(ImageFileTest, ADirectoryCannotBeRead) {
   EXPECT_EQ(ErrorOfReading("/dev"), "Unable to read file : /dev");
 }
 
-TEST_F(ImageFileTest, APipeCannotBeReadAndIsNotWaitedFor) {
+TEST_F(ImageFileTest, APipeCannotBeOpenedAndIsNotWaitedFor) {
   const std::string path = folder_.Path("fw_tv.bin");
   ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);
-  EXPECT_EQ(ErrorOfReading(path), "Unable to read file : " + path);
+  EXPECT_EQ(ErrorOfReading(path), "Unable to open file : " + path);
 }
 
 TEST_F(ImageFileTest, AFileThatHoldsMoreThanItsLengthCannotBeRead) {
