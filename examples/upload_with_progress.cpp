@@ -1,0 +1,141 @@
+// Uploads an image to a board and shows on standard error how far it is: on a terminal by a bar,
+// else by a line for each tenth of the way; both with the rate and the time that remains.
+//
+//   upload_with_progress DEVICE BAUD-RATE IMAGE
+//   upload_with_progress /dev/ttyUSB0 1000000 fw_tv.bin
+//
+// The way: `SetTransferCallback` takes a function that the upload calls with a fraction from 0.0 to
+// 1.0, once before the first block and again after each one.
+#include <unistd.h>
+
+#include <charconv>
+#include <chrono>
+#include <cmath>
+#include <cstdint>
+#include <cstdlib>
+#include <exception>
+#include <filesystem>
+#include <iomanip>
+#include <iostream>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <system_error>
+
+#include "client/BootLoader.h"
+
+namespace {
+
+using kvo::bootloadertms::BootLoader;
+using std::chrono::steady_clock;
+
+// As in "2:05".
+std::string MinutesAndSeconds(double seconds) {
+  const auto whole_seconds = static_cast<std::int64_t>(std::ceil(seconds));
+  std::ostringstream text;
+  text << whole_seconds / 60 << ':' << std::setw(2) << std::setfill('0') << whole_seconds % 60;
+  return text.str();
+}
+
+// As in "[#########---------------------]".
+std::string Bar(double fraction) {
+  constexpr std::size_t kWidth = 30;
+  const auto filled = static_cast<std::size_t>(fraction * kWidth);
+  return "[" + std::string(filled, '#') + std::string(kWidth - filled, '-') + "]";
+}
+
+class ProgressDisplay {
+ public:
+  ProgressDisplay(std::uintmax_t image_size, bool is_terminal)
+      : image_size_(static_cast<double>(image_size)), is_terminal_(is_terminal) {}
+  ProgressDisplay(const ProgressDisplay&) = delete;
+  ProgressDisplay& operator=(const ProgressDisplay&) = delete;
+
+  // Ends the bar's line, so that what comes next stands below it.
+  ~ProgressDisplay() {
+    if (is_terminal_ && HasBegun()) {
+      std::cerr << '\n';
+    }
+  }
+
+  // Shows what has changed: on a terminal each percent, else each ten.
+  void Update(double fraction) {
+    if (!HasBegun()) {
+      start_ = steady_clock::now();
+    }
+    const int step = static_cast<int>(fraction * (is_terminal_ ? 100 : 10));
+    if (step == last_step_) {
+      return;
+    }
+    last_step_ = step;
+    if (is_terminal_) {
+      std::cerr << '\r' << Bar(fraction) << ' ' << Status(fraction);
+    } else {
+      std::cerr << Status(fraction) << '\n';
+    }
+  }
+
+ private:
+  static constexpr int kNoStep = -1;
+
+  bool HasBegun() const { return last_step_ != kNoStep; }
+
+  // As in " 28 %    81.3 KiB/s   0:07 left"; of the same width each time, so that each covers the
+  // one before.
+  std::string Status(double fraction) const {
+    std::ostringstream text;
+    text << std::setw(3) << static_cast<int>(fraction * 100) << " %";
+    if (fraction > 0) {
+      const std::chrono::duration<double> elapsed = steady_clock::now() - start_;
+      const double rate = fraction * image_size_ / 1024 / elapsed.count();
+      const double seconds_left = elapsed.count() * (1 - fraction) / fraction;
+      text << std::fixed << std::setprecision(1) << std::setw(8) << rate << " KiB/s" << std::setw(7)
+           << MinutesAndSeconds(seconds_left) << " left";
+    }
+    return text.str();
+  }
+
+  const double image_size_;
+  const bool is_terminal_;
+  steady_clock::time_point start_;
+  int last_step_ = kNoStep;
+};
+
+void Upload(const std::string& device, std::uint32_t baud_rate, const std::string& image) {
+  ProgressDisplay display(std::filesystem::file_size(image), ::isatty(STDERR_FILENO) == 1);
+  BootLoader board(device, baud_rate);
+  // Whether it failed needs no look: an upload that fails also throws.
+  board.SetTransferCallback(
+      [&display](bool /*failed*/, double fraction) { display.Update(fraction); });
+  board.ActivateBootloader();
+  board.UploadImage(image);
+  board.ActivateApplication();
+}
+
+std::uint32_t ParseBaudRate(const std::string& text) {
+  std::uint32_t rate = 0;
+  const char* const end = text.data() + text.size();
+  const auto [stop, error] = std::from_chars(text.data(), end, rate);
+  if (error != std::errc() || stop != end) {
+    throw std::runtime_error("Not a baud rate: " + text);
+  }
+  return rate;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc != 4) {
+    std::cerr << "Usage: upload_with_progress DEVICE BAUD-RATE IMAGE\n";
+    return EXIT_FAILURE;
+  }
+  // The upload's own trace goes to standard output, and would tear the bar apart on a terminal.
+  std::cout.rdbuf(nullptr);
+  try {
+    Upload(argv[1], ParseBaudRate(argv[2]), argv[3]);
+  } catch (const std::exception& error) {
+    std::cerr << "upload_with_progress: " << error.what() << '\n';
+    return EXIT_FAILURE;
+  }
+  return EXIT_SUCCESS;
+}
