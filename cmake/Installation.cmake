@@ -23,6 +23,9 @@ write_basic_package_version_file(kvo-bootloader-tms-config-version.cmake
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/kvo-bootloader-tms-config-version.cmake
         DESTINATION ${KVO_PACKAGE_FOLDER} COMPONENT library)
 
+install(DIRECTORY examples/ DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libkvo-bootloader-tms-dev/examples
+        COMPONENT library FILES_MATCHING PATTERN *.cpp PATTERN CMakeLists.txt)
+
 add_subdirectory(docs/man)
 install(FILES packaging/bash-completion/kvo-bootloader-tms
         DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT program)
