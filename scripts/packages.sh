@@ -40,5 +40,6 @@ install_missing() {
   packages_to_package=(dpkg-dev file gzip)
   packages_to_check=(clang clang-format clang-tidy cppcheck shellcheck lintian)
   packages_to_fuzz=(clang libclang-rt-14-dev)
+  packages_to_document=(doxygen)
   packages_to_bench=(libbenchmark-dev lrzsz python3 gnuplot-nox)
 }
