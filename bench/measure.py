@@ -317,9 +317,9 @@ def measure_start(shop, extent, report):
                    f"{excess:+.2f} ms", "<= +2 ms", excess <= 2)
 
 
-def ping(shop, command):
+def ping(shop, command, environment=None):
     receiver = Receiver(shop, "--ping")
-    cost = Run(shop, [*command[:1], receiver.device, *command[1:]]).cost()
+    cost = Run(shop, [*command[:1], receiver.device, *command[1:]], environment=environment).cost()
     receiver.reception()
     return cost
 
@@ -328,16 +328,21 @@ def measure_ping(shop, extent, report):
     def shell(command):
         return lambda: Run(shop, ["sh", "-c", command], may_fail=True).cost()
 
+    ours, floor = [shop.utility, 1000000, "--command", "0x30"], [shop.floor]
     results = in_turns(
         extent.start_rounds // 2 + 1,
-        ours=lambda: ping(shop, [shop.utility, 1000000, "--command", "0x30"]),
-        floor=lambda: ping(shop, [shop.floor]),
+        ours=lambda: ping(shop, ours, shop.idle_tools),
+        floor=lambda: ping(shop, floor, shop.idle_tools),
+        ours_whole=lambda: ping(shop, ours),
+        floor_whole=lambda: ping(shop, floor),
         lsof=shell("lsof /dev/tty"),
         ps=shell("ps -aux | grep [m]inicom"))
     times = medians(results, lambda run: run["wall"] * 1e3)
     excess = times["ours"] - times["floor"]
     report.add("start", "ping answered at once; floor: what is ordered, bare", "ms", times,
                f"{excess:+.2f} ms", "<= +2 ms", excess <= 2)
+    whole = {"ours": times["ours_whole"], "floor": times["floor_whole"]}
+    report.add("start", "the same with the real lsof, ps and grep", "ms", whole)
     for part, time in (("lsof", times["lsof"]), ("ps | grep", times["ps"]), ("pause", 50)):
         report.add("start", f"of that: {part}", "ms", {"floor": time})
 
@@ -384,10 +389,12 @@ def measure_boards(shop, extent, report):
         share = medians(results, lambda run: run["efficiency"])
         single = single or share
         kept = {name: share[name] / single[name] for name in share}
-        met = kept["ours"] >= 0.95 or kept["ours"] >= 0.98 * kept["floor"]
-        report.add("boards", f"{count} at once: efficiency of each", "%", share,
-                   f"{kept['ours']:.2f} of one, floor {kept['floor']:.2f}", ">= 0.95 or as floor",
-                   met)
+        result = f"{kept['ours']:.2f} of one, floor {kept['floor']:.2f}"
+        goal = ()
+        if count <= 16:
+            met = kept["ours"] >= 0.95 or kept["ours"] >= 0.98 * kept["floor"]
+            goal = (">= 0.95 or as floor", met)
+        report.add("boards", f"{count} at once: efficiency of each", "%", share, result, *goal)
         report.add("boards", f"{count} at once: the slowest", "%",
                    medians(results, lambda run: run["least"]))
         load = medians(results, lambda run: run["load"])
