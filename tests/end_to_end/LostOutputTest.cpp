@@ -1,4 +1,5 @@
 // An upload whose own output is closed, full or no longer read: only the board decides the result.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <string>

@@ -7,6 +7,7 @@
 
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 
 namespace kvo::bootloadertms {
@@ -56,6 +57,16 @@ TEST(StandardStreamsDeathTest, OpenStreamsAreLeftAlone) {
 
 TEST(StandardStreamsDeathTest, AReaderThatGoesAwayIsSurvived) {
   EXPECT_EXIT(WriteToAPipeThatNobodyReads(), ::testing::ExitedWithCode(0), "");
+}
+
+[[noreturn]] void DetachWhereTheSignalIsIgnored() {
+  std::signal(SIGPIPE, SIG_IGN);
+  DetachActionFromStandardStreams();
+  EndBy(std::signal(SIGPIPE, SIG_DFL) == SIG_IGN);
+}
+
+TEST(StandardStreamsDeathTest, ASignalThatIsIgnoredStaysIgnored) {
+  EXPECT_EXIT(DetachWhereTheSignalIsIgnored(), ::testing::ExitedWithCode(0), "");
 }
 
 }  // namespace
