@@ -339,7 +339,7 @@ def measure_ping(shop, extent, report):
         ps=shell("ps -aux | grep [m]inicom"))
     times = medians(results, lambda run: run["wall"] * 1e3)
     excess = times["ours"] - times["floor"]
-    report.add("start", "ping answered at once; floor: what is ordered, bare", "ms", times,
+    report.add("start", "ping answered at once; floor: what it must do, bare", "ms", times,
                f"{excess:+.2f} ms", "<= +2 ms", excess <= 2)
     whole = {"ours": times["ours_whole"], "floor": times["floor_whole"]}
     report.add("start", "the same with the real lsof, ps and grep", "ms", whole)

@@ -2,7 +2,7 @@
 // here a TCP connection, is handed to the client in place of a serial port of this machine.
 //
 //   custom_transport HOST:PORT IMAGE
-//   custom_transport 192.168.0.7:4000 fw_tv.bin
+//   custom_transport 192.0.2.7:4000 fw_tv.bin
 //
 // A serial server can be another Linux machine; the speed of the line is set there:
 //

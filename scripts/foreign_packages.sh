@@ -1,8 +1,8 @@
 # shellcheck shell=bash
 # Sourced by the commands that need packages of another suite or architecture of Debian than this
-# machine's. Nothing is installed and apt's own state is left alone: the lists of packages, the
-# archives and what they hold live in a folder, `foreign`, until the command ends. Its user stands in
-# the root of the repository and has sourced packages.sh.
+# machine's. None of these is installed (at most the archive's keys are, if they are missing): the
+# lists of packages, the archives and what they hold live in a folder, `foreign`, until the command
+# ends. Its user stands in the root of the repository and has sourced packages.sh.
 
 # open_foreign_archive SUITE ARCHITECTURE: reads the lists of that suite from this machine's own
 # mirror. apt verifies lists and packages with Debian's keys.

@@ -10,8 +10,9 @@ namespace kvo::bootloadertms {
 // implementation of this interface.
 //
 // An object is used from one thread at a time. Whoever makes it owns it; `BootLoader` takes its
-// port over. Failures are `std::runtime_error` for wrong use and `std::system_error` for a call of
-// the system that failed; `SerialPortLinux` tells the texts.
+// port over. Failures are `std::runtime_error` for wrong use and for a port that can't be opened or
+// closed, and `std::system_error` for another call of the system that failed; `SerialPortLinux`
+// tells the texts.
 class ISerialPort {
  public:
   ISerialPort() = default;

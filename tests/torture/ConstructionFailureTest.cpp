@@ -1,5 +1,5 @@
 // Proves that whichever call of the system or allocation fails while a client opens a port, the
-// construction ends as ordered, tells what it is to tell, and leaves neither memory nor a
+// construction ends as BootLoader.h says, tells what it is to tell, and leaves neither memory nor a
 // descriptor behind; and that a port that can't be closed ends the program.
 #include <gtest/gtest.h>
 #include <unistd.h>

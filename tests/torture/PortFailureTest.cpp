@@ -1,7 +1,8 @@
 // Proves that whichever call of its port fails, once or from then on, in each way that the port's
-// contract knows, an operation ends as ordered or waits where it is to wait for ever; that it lets
-// go of the mutex, of all memory and of the image file; that the client then works as before and
-// closes the port once; and that no upload succeeds unless the board has confirmed the image.
+// contract knows, an operation ends as IBootLoader.h says or waits where it is to wait for ever;
+// that it lets go of the mutex, of all memory and of the image file; that the client then works as
+// before and closes the port once; and that no upload succeeds unless the board has confirmed the
+// image.
 #include <gtest/gtest.h>
 
 #include <algorithm>
