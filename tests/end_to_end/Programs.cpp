@@ -43,6 +43,15 @@ Outcome OutcomeOf(RunningProgram& utility) {
   return {exit_status, utility.Output(), utility.ErrorOutput()};
 }
 
+bool ComesThrough(const std::function<bool()>& attempt) {
+  for (int attempts = 0; attempts < 5; ++attempts) {
+    if (attempt()) {
+      return true;
+    }
+  }
+  return false;
+}
+
 SimulatedBoard::SimulatedBoard(std::vector<std::string> options) {
   options.insert(options.begin(), {KVO_SIMULATOR, "--flash", folder_.Path("flash"), "--trace",
                                    folder_.Path("trace")});

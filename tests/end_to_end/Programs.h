@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -31,6 +32,10 @@ std::unique_ptr<RunningProgram> StartUtilityInFastTime(const std::vector<std::st
 Outcome RunUtility(const std::vector<std::string>& arguments,
                    const StandInTools& tools = StandInTools());
 Outcome OutcomeOf(RunningProgram& utility);
+
+// Makes up to five attempts, until one comes through: the utility waits for an answer for 100 ms
+// only, and a busy machine may hand one over later. Tells whether one did.
+bool ComesThrough(const std::function<bool()>& attempt);
 
 // The simulated board's own program, on a pseudo-terminal of its own.
 class SimulatedBoard {
