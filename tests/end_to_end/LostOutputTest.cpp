@@ -63,28 +63,33 @@ INSTANTIATE_TEST_SUITE_P(
                       OutputRow{"ReaderThatIsGoneFromTheStart", R"("$@" > >(:); exit $?)"}),
     NameOf);
 
-class ToolsOfALostOutput : public ::testing::Test {};
+// `lsof` tells whether it has outlived the signal of a closed pipe.
+class ToolsOfALostOutput : public ::testing::Test {
+ protected:
+  ToolsOfALostOutput() {
+    tools_.WriteScript("bin/lsof", "kill -PIPE $$; echo survived");
+    tools_.WriteScript("bin/ps", "");
+  }
+
+  // What a run that ends without a port writes to standard error; `command` is what starts it.
+  std::string ErrorOutputOf(std::vector<std::string> command) const {
+    command.insert(command.end(), {KVO_UTILITY, "/dev/no-such-port", "115200", "x", "x"});
+    RunningProgram utility(command, {{"PATH", tools_.Path("bin") + ":" + CurrentPath()}});
+    EXPECT_EQ(utility.Wait(), 1);
+    return utility.ErrorOutput();
+  }
+
+ private:
+  TemporaryFolder tools_;
+};
 
 TEST_F(ToolsOfALostOutput, StillEndByTheSignalThatTellsThemOfAClosedPipe) {
-  const TemporaryFolder tools;
-  tools.WriteScript("bin/lsof", "kill -PIPE $$; echo survived");
-  tools.WriteScript("bin/ps", "");
-  const TemporaryFolder folder;
-  RunningProgram utility({KVO_UTILITY, "/dev/no-such-port", "115200", "x", "x"},
-                         {{"PATH", tools.Path("bin") + ":" + CurrentPath()}});
-  EXPECT_EQ(utility.Wait(), 1);
-  EXPECT_EQ(utility.ErrorOutput(), "") << "the port counted as in use";
+  EXPECT_EQ(ErrorOutputOf({}), "") << "the port counted as in use";
 }
 
 TEST_F(ToolsOfALostOutput, FindThatSignalIgnoredWhereTheUtilityFindsItSo) {
-  const TemporaryFolder tools;
-  tools.WriteScript("bin/lsof", "kill -PIPE $$; echo survived");
-  tools.WriteScript("bin/ps", "");
-  RunningProgram utility({"sh", "-c", "trap '' PIPE; \"$@\"", "sh", KVO_UTILITY,
-                          "/dev/no-such-port", "115200", "x", "x"},
-                         {{"PATH", tools.Path("bin") + ":" + CurrentPath()}});
-  EXPECT_EQ(utility.Wait(), 1);
-  EXPECT_THAT(utility.ErrorOutput(), ::testing::HasSubstr("port is already opened"));
+  EXPECT_THAT(ErrorOutputOf({"sh", "-c", "trap '' PIPE; \"$@\"", "sh"}),
+              ::testing::HasSubstr("port is already opened"));
 }
 
 }  // namespace
