@@ -47,7 +47,7 @@ TEST_P(ImageSize, ArrivesByteForByte) {
   const TemporaryFolder folder;
   const std::string image = ImageOf(GetParam().length);
   const std::string path = folder.WriteFile("fw_tv.bin", image);
-  ASSERT_TRUE(ComesThrough([&] { return UploadInTime(path); }));
+  ASSERT_TRUE(ComesThrough([&] { return UploadInTime(path); })) << outcome_.output;
   EXPECT_EQ(outcome_.exit_status, 0);
   EXPECT_EQ(outcome_.output, kReceiverAsked + PacketZeroForTv(GetParam().dotted_length) +
                                  kPacketZeroSent + kPacketZeroAccepted +
