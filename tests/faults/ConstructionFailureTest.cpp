@@ -1,0 +1,169 @@
+// Proves that whichever call of the system or allocation fails while a client opens a port, the
+// construction ends as BootLoader.h says, tells what it is to tell, and leaves neither memory nor a
+// descriptor behind; and that a port that can't be closed ends the program.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+#include <iostream>
+#include <iterator>
+#include <memory>
+#include <new>
+#include <stdexcept>
+#include <string>
+#include <system_error>
+#include <vector>
+
+#include "client/BootLoader.h"
+#include "faults/AllocationLedger.h"
+#include "faults/FailingSystemCalls.h"
+#include "support/CapturedStream.h"
+#include "support/HeldLocks.h"
+#include "support/OpenDescriptors.h"
+#include "support/SilencedOutput.h"
+#include "support/StandInTools.h"
+#include "support/TestTerminal.h"
+
+namespace kvo::bootloadertms::testing {
+namespace {
+
+class ConstructionFailureTest : public ::testing::Test {
+ protected:
+  // Makes a client and ends it. Allocates nothing itself but `outcome`'s room.
+  void LiveInto(std::string& outcome) const {
+    try {
+      const BootLoader client(terminal_.Path(), 115200);
+      outcome.assign("open");
+    } catch (const std::system_error& error) {
+      const bool is_efault = error.code() == std::error_code(EFAULT, std::system_category());
+      outcome.assign(is_efault ? "EFAULT" : "another system_error");
+    } catch (const std::runtime_error& error) {
+      outcome.assign(error.what());
+    } catch (const std::bad_alloc&) {
+      outcome.assign("bad_alloc");
+    }
+  }
+
+  // With the `call`th call of the system failing, counted from 1: alone, or with all behind it.
+  // The result is the outcome, what was told on standard output, and what on standard error.
+  std::vector<std::string> LifeWithoutCall(std::size_t call, bool lasting) {
+    const CapturedStream out(std::cout);
+    const CapturedStream err(std::cerr);
+    std::string outcome;
+    {
+      FailingSystemCalls calls(call, lasting);
+      LiveInto(outcome);
+      calls_ = calls.Names();
+    }
+    EXPECT_EQ(HeldLocks(), 0);
+    return {outcome, out.Text(), err.Text()};
+  }
+
+  // Lets each allocation of a client's life fail. Returns their count.
+  std::size_t FailEachAllocation() {
+    LifeWithoutAllocation(0);  // what is made once in a process is made now
+    EXPECT_EQ(LifeWithoutAllocation(0), "open");
+    const std::size_t count = WatchedAllocations::Count();
+    for (std::size_t failing = 1; failing <= count; ++failing) {
+      EXPECT_EQ(LifeWithoutAllocation(failing), "bad_alloc") << failing << " of " << count;
+    }
+    EXPECT_EQ(LifeWithoutAllocation(count + 1), "open");
+    return count;
+  }
+
+  // How many this process has open.
+  static std::ptrdiff_t Descriptors() {
+    const std::filesystem::directory_iterator descriptors("/proc/self/fd");
+    return std::distance(begin(descriptors), end(descriptors));
+  }
+
+  StandInTools tools_;
+  PathOfThisProcess path_{tools_.Environment().at("PATH")};
+  TestTerminal terminal_;
+  std::string calls_;  // of the system, in the last life
+  const std::string cannot_open_ =
+      "Could not open device " + terminal_.Path() +
+      ". Is the device name correct and do you have read/write permission or is the device busy?";
+  const std::string cannot_get_ =
+      "Could not get terminal attributes for \"" + terminal_.Path() + "\" - Input/output error\n";
+  const std::string cannot_apply_ =
+      "Could not apply terminal attributes for \"" + terminal_.Path() + "\" - Input/output error\n";
+
+ private:
+  std::string LifeWithoutAllocation(std::size_t failing) {
+    const SilencedOutput out(std::cout);
+    const SilencedOutput err(std::cerr);
+    std::string outcome;
+    outcome.reserve(512);
+    const std::ptrdiff_t descriptors = Descriptors();
+    const std::ptrdiff_t allocations = LiveAllocations();
+    {
+      const WatchedAllocations watched(failing);
+      LiveInto(outcome);
+    }
+    EXPECT_EQ(LiveAllocations(), allocations);
+    EXPECT_EQ(Descriptors(), descriptors);
+    EXPECT_EQ(HeldLocks(), 0);
+    EXPECT_TRUE(std::cerr.good());
+    return outcome;
+  }
+};
+
+using Told = std::vector<std::string>;
+
+TEST_F(ConstructionFailureTest, WhicheverCallFailsTheConstructionEndsAsOrdered) {
+  const std::ptrdiff_t descriptors = Descriptors();
+  EXPECT_EQ(LifeWithoutCall(0, false), (Told{"open", "", ""}));
+  EXPECT_EQ(calls_, "popen popen open tcgetattr tcflush tcsetattr close ");
+
+  EXPECT_EQ(LifeWithoutCall(1, false), (Told{"popen() failed!", "", ""}));
+  EXPECT_EQ(LifeWithoutCall(2, false), (Told{"popen() failed!", "", ""}));
+  EXPECT_EQ(LifeWithoutCall(3, false), (Told{cannot_open_, "", ""}));
+  EXPECT_EQ(LifeWithoutCall(4, false), (Told{"EFAULT", cannot_get_, ""}));
+  EXPECT_EQ(calls_, "popen popen open tcgetattr close ");
+  EXPECT_EQ(LifeWithoutCall(5, false), (Told{"open", "", ""}));
+  EXPECT_EQ(LifeWithoutCall(6, false), (Told{"EFAULT", cannot_apply_, ""}));
+  EXPECT_EQ(calls_, "popen popen open tcgetattr tcflush tcsetattr close ");
+  EXPECT_EQ(Descriptors(), descriptors);
+}
+
+TEST_F(ConstructionFailureTest, WhateverFailsFromACallOnTheConstructionEndsAsOrdered) {
+  const std::string complaint = "!!something wrong on destruct SerialPortLinux object...\n";
+  EXPECT_EQ(LifeWithoutCall(1, true), (Told{"popen() failed!", "", ""}));
+  EXPECT_EQ(LifeWithoutCall(2, true), (Told{"popen() failed!", "", ""}));
+  EXPECT_EQ(LifeWithoutCall(3, true), (Told{cannot_open_, "", ""}));
+  EXPECT_EQ(LifeWithoutCall(4, true), (Told{"EFAULT", cannot_get_, complaint}));
+  EXPECT_EQ(LifeWithoutCall(5, true), (Told{"EFAULT", cannot_apply_, complaint}));
+  EXPECT_EQ(LifeWithoutCall(6, true), (Told{"EFAULT", cannot_apply_, complaint}));
+  // Each of these three tried once to close what it had opened.
+  EXPECT_EQ(calls_, "popen popen open tcgetattr tcflush tcsetattr close ");
+  const std::vector<int> not_closed = OpenDescriptorsOf(terminal_.Path());
+  EXPECT_EQ(not_closed.size(), 3U);
+  std::for_each(not_closed.begin(), not_closed.end(), ::close);
+}
+
+TEST_F(ConstructionFailureTest, WhicheverAllocationFailsTheConstructionEndsWithBadAlloc) {
+  const std::size_t count = FailEachAllocation();
+  RecordProperty("allocations", static_cast<int>(count));
+  EXPECT_GE(count, 3U);  // at least the port, its buffer and the command line of lsof
+}
+
+TEST_F(ConstructionFailureTest, SoDoesThatOnABusyPort) {
+  tools_.LsofPrints("COMMAND    PID USER   FD   TYPE DEVICE SIZE/OFF NODE NAME");
+  EXPECT_GE(FailEachAllocation(), 4U);  // the answer of lsof, too
+}
+
+TEST(ConstructionFailureDeathTest, AFailedCloseInTheDestructorEndsTheProgram) {
+  const TestTerminal terminal;
+  EXPECT_DEATH(
+      {
+        const auto calls = std::make_unique<FailingSystemCalls>(7);
+        const BootLoader client(terminal.Path(), 115200);
+      },
+      "terminate called");
+}
+
+}  // namespace
+}  // namespace kvo::bootloadertms::testing

@@ -1,0 +1,129 @@
+#include "faults/FailingPort.h"
+
+#include <cerrno>
+#include <stdexcept>
+#include <system_error>
+#include <utility>
+
+#include "support/HeldLocks.h"
+
+namespace kvo::bootloadertms::testing {
+
+namespace {
+
+constexpr std::size_t kLongestRun = 16384;
+
+[[noreturn]] void ThrowSystemError() { throw std::system_error(EFAULT, std::system_category()); }
+
+[[noreturn]] void ThrowNotOpen() {
+  throw std::runtime_error("Called but state != open. Call open() first");
+}
+
+// `calls` and `written` have room enough; growing would be an allocation of the test's.
+void Note(std::string& text, char letter) {
+  if (text.size() == text.capacity()) {
+    throw std::length_error("a run of the test is too long");
+  }
+  text.push_back(letter);
+}
+
+}  // namespace
+
+PortTrouble::PortTrouble(std::size_t first, Failure way, bool lasts)
+    : failure(way), first_call(first), lasting(lasts) {
+  calls.reserve(kLongestRun);
+  written.reserve(kLongestRun);
+}
+
+FailingPort::FailingPort(ISerialPort& port, PortTrouble& trouble)
+    : port_(port), trouble_(trouble) {}
+
+std::uint32_t FailingPort::SetDevice(std::string device) {
+  return port_.SetDevice(std::move(device));
+}
+
+std::string FailingPort::GetDevice() { return port_.GetDevice(); }
+
+std::uint32_t FailingPort::SetBaudRate(std::uint32_t rate) { return port_.SetBaudRate(rate); }
+
+std::uint32_t FailingPort::GetBaudRate() { return port_.GetBaudRate(); }
+
+void FailingPort::SetTimeout(std::int32_t timeout_ms) { port_.SetTimeout(timeout_ms); }
+
+int FailingPort::SetOptionFlag(bool flag) { return port_.SetOptionFlag(flag); }
+
+void FailingPort::Open() { port_.Open(); }
+
+int FailingPort::Close() {
+  ++trouble_.closes;
+  return port_.Close();
+}
+
+std::int64_t FailingPort::Write(const std::string& data) {
+  StartWrite();
+  return port_.Write(data);
+}
+
+void FailingPort::WriteSlowly(const std::string& data, std::uint32_t delay_ms) {
+  StartWrite();
+  port_.WriteSlowly(data, delay_ms);
+}
+
+void FailingPort::Read(std::string& data) {
+  if (!GoesWrong('R')) {
+    port_.Read(data);
+    return;
+  }
+  data.clear();
+  if (trouble_.failure != Failure::kSilent) {
+    ThrowSystemError();
+  }
+}
+
+void FailingPort::WriteByte(std::uint8_t byte) {
+  StartWrite();
+  Note(trouble_.written, static_cast<char>(byte));
+  port_.WriteByte(byte);
+}
+
+std::uint8_t FailingPort::ReadByte() {
+  if (!GoesWrong('B')) {
+    return port_.ReadByte();
+  }
+  if (trouble_.failure == Failure::kClosed) {
+    ThrowNotOpen();
+  }
+  return trouble_.failure == Failure::kSilent ? 0x00 : 0xFF;
+}
+
+int FailingPort::FlushInput() {
+  if (GoesWrong('F') && trouble_.failure != Failure::kSilent) {
+    return -1;
+  }
+  return port_.FlushInput();
+}
+
+bool FailingPort::GoesWrong(char letter) {
+  Note(trouble_.calls, letter);
+  if (HeldLocks() != 1) {
+    ++trouble_.calls_without_lock;
+  }
+  if (trouble_.calls.size() > trouble_.first_call + trouble_.patience) {
+    throw StillWaiting();
+  }
+  const std::size_t call = trouble_.calls.size();
+  return trouble_.first_call != 0 &&
+         (trouble_.lasting ? call >= trouble_.first_call : call == trouble_.first_call);
+}
+
+void FailingPort::StartWrite() {
+  if (!GoesWrong('W') || trouble_.failure == Failure::kSilent) {
+    return;
+  }
+  if (trouble_.failure == Failure::kClosed) {
+    ThrowNotOpen();
+  }
+  ThrowSystemError();
+}
+
+}  // namespace kvo::bootloadertms::testing

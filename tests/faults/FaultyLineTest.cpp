@@ -1,0 +1,96 @@
+#include "faults/FaultyLine.h"
+
+#include <gtest/gtest-spi.h>
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace kvo::bootloadertms::testing {
+namespace {
+
+using Kind = Fault::Kind;
+
+// A host that waits for the start reads whatever the line makes of these answers.
+class FaultyLineTest : public ::testing::Test {
+ protected:
+  std::string ReadWith(const std::vector<Fault>& faults) {
+    line_.Restart(faults);
+    line_.WriteByte('1');
+    for (int i = 0; i < 5; ++i) {
+      line_.ReadByte();
+    }
+    return line_.Answers();
+  }
+
+  // Whether the line noticed that the host did otherwise than the model.
+  template <typename Call>
+  static bool Deviates(const Call& call) {
+    bool deviated = false;
+    ::testing::TestPartResultArray results;
+    const ::testing::ScopedFakeTestPartResultReporter reporter(
+        ::testing::ScopedFakeTestPartResultReporter::INTERCEPT_ONLY_CURRENT_THREAD, &results);
+    try {
+      call();
+    } catch (const Deviation&) {
+      deviated = true;
+    }
+    return deviated && results.size() == 1;
+  }
+
+  TapedEnd tape_{"abc"};
+  DialogueModel model_{"zero", {"block"}};
+  FaultyLine line_{tape_, model_};
+};
+
+TEST_F(FaultyLineTest, SpoilsTheAnswersThatItIsTold) {
+  EXPECT_EQ(ReadWith({}), std::string("abc\0\0", 5));
+  EXPECT_EQ(ReadWith({{2, Kind::kReplace, 'x'}}), std::string("axc\0\0", 5));
+  EXPECT_EQ(ReadWith({{2, Kind::kDelete}}), std::string("ac\0\0\0", 5));
+  EXPECT_EQ(ReadWith({{3, Kind::kDouble}}), std::string("abcc\0", 5));
+  EXPECT_EQ(ReadWith({{1, Kind::kInsertBefore, 'x'}}), std::string("xabc\0", 5));
+  EXPECT_EQ(ReadWith({{1, Kind::kDelete}, {2, Kind::kInsertBefore, 'x'}}),
+            std::string("xbc\0\0", 5));
+}
+
+TEST_F(FaultyLineTest, ALivelyBoardAnswersOverIt) {
+  ObligingBoard board(ObligingBoard::Program::kBootloader);
+  LivelyEnd lively(board);
+  FaultyLine line(lively, model_);
+  line.WriteByte('1');
+  EXPECT_EQ(line.ReadByte(), 'C');
+  EXPECT_EQ(model_.GetState(), DialogueModel::State::kPacketZero);
+}
+
+TEST_F(FaultyLineTest, NoticesAHostThatDoesOtherwiseThanTheModel) {
+  EXPECT_TRUE(Deviates([this] { line_.WriteByte('2'); })) << "a wrong byte";
+  EXPECT_TRUE(Deviates([this] { line_.ReadByte(); })) << "a read too soon";
+  line_.WriteByte('1');
+  EXPECT_TRUE(Deviates([this] { line_.WriteByte('1'); })) << "a byte too many";
+  line_.Restart({{1, Kind::kReplace, 'F'}});
+  line_.WriteByte('1');
+  EXPECT_FALSE(Deviates([this] { line_.ReadByte(); }));
+  EXPECT_TRUE(Deviates([this] { line_.ReadByte(); })) << "a read behind the end";
+  EXPECT_TRUE(Deviates([this] { line_.WriteByte(0x18); })) << "a byte behind the end";
+  EXPECT_TRUE(Deviates([this] { line_.FlushInput(); }));
+}
+
+TEST_F(FaultyLineTest, TellsWhetherAllHasBeenSent) {
+  line_.Restart({{1, Kind::kReplace, 'C'}});
+  EXPECT_FALSE(line_.HasSentAll());
+  line_.WriteByte('1');
+  EXPECT_TRUE(line_.HasSentAll());
+  line_.ReadByte();
+  EXPECT_FALSE(line_.HasSentAll()) << "packet 0 is to follow";
+}
+
+TEST_F(FaultyLineTest, EndsARunThatWaitsForEver) {
+  line_.Restart({});
+  line_.WriteByte('1');
+  for (int i = 0; i < 40; ++i) {
+    line_.ReadByte();
+  }
+  EXPECT_THROW(line_.ReadByte(), StillWaiting);
+}
+
+}  // namespace
+}  // namespace kvo::bootloadertms::testing

@@ -1,0 +1,76 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "program/Programs.h"
+#include "support/RunningProgram.h"
+#include "support/StandInTools.h"
+#include "support/TestTerminal.h"
+#include "tables/Commands.h"
+
+namespace kvo::bootloadertms::testing {
+
+// What the front end shows in verbose mode, before and behind everything else.
+inline const std::string kEntering = "Entering boot loader utility for TMS\n";
+inline const std::string kExiting = "\nExiting boot loader utility for TMS\n";
+
+// The real program on a pseudo-terminal at whose far end the test plays the board, byte for byte:
+//
+//   Start({"--command", "0x37"});
+//   BoardGets("7");
+//   BoardSends("HW 2\r\n");
+//   ExpectSuccess("HW 2\r\n\0\n"s);
+//
+// Nothing but what `BoardGets` names may have gone out on the line.
+class UtilityOnALine : public ::testing::Test {
+ protected:
+  UtilityOnALine();
+
+  // The device and 115200 baud stand before `behind_the_speed`.
+  void Start(const std::vector<std::string>& behind_the_speed);
+  void StartInFastTime(const std::vector<std::string>& behind_the_speed);
+
+  // The next bytes from the utility, which it must send within a generous time.
+  void BoardGets(const std::string& bytes);
+  void BoardSends(const std::string& bytes) const { terminal_.Send(bytes); }
+  void BoardSendsIfStillOpen(const std::string& bytes) const;
+  void BoardPlays(const std::vector<Exchange>& exchanges);
+  void BoardRepeatsUntilTheUtilityEnds(const std::string& bytes) const;
+  void WaitUntilTheUtilityHasRead() const { terminal_.WaitUntilRead(); }
+
+  // Waits until the utility has shown `output`.
+  void UtilityShows(const std::string& output);
+
+  void ExpectSuccess(const std::string& output, const std::string& error_output = "");
+  // `output` up to the report of the failure, which tells `message`.
+  void ExpectFailure(const std::string& output, const std::string& message);
+
+  bool EndsWithin(std::chrono::milliseconds limit) { return utility_->Wait(limit) != -1; }
+
+  void Signal(int signal) const { utility_->Signal(signal); }
+  // Sends the signal and waits for the end; what went out on the line before is dropped.
+  void ExpectEndBySignal(int signal);
+
+  // Waits for the end of the run, after which nothing more may have gone out on the line.
+  Outcome End();
+
+  // From before the start to behind the end of the run: its pauses fit into it.
+  std::chrono::milliseconds RunTime() const;
+
+  TestTerminal terminal_;
+  StandInTools tools_;
+
+ private:
+  std::vector<std::string> Arguments(const std::vector<std::string>& behind_the_speed) const;
+
+  std::unique_ptr<RunningProgram> utility_;
+  std::chrono::steady_clock::time_point start_;
+  std::chrono::milliseconds run_time_{};
+};
+
+}  // namespace kvo::bootloadertms::testing
