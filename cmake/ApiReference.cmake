@@ -10,7 +10,7 @@ if(NOT DOXYGEN_FOUND)
   return()
 endif()
 
-get_target_property(KVO_PUBLIC_HEADERS kvo_bootloader_tms HEADER_SET_public_headers)
+get_target_property(KVO_PUBLIC_HEADERS kvo_bootloader_tms PUBLIC_HEADER)
 set(DOXYGEN_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/docs/api)
 set(DOXYGEN_GENERATE_LATEX NO)
 set(DOXYGEN_HAVE_DOT NO)

@@ -4,5 +4,4 @@ include(Hardening)
 include(Sanitizers)
 
 add_library(kvo_build_settings INTERFACE)
-target_compile_features(kvo_build_settings INTERFACE cxx_std_20)
 target_link_libraries(kvo_build_settings INTERFACE kvo_warnings kvo_hardening kvo_sanitizers)

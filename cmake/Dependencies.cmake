@@ -33,6 +33,7 @@ function(kvo_build_googletest)
   find_path(KVO_GOOGLETEST_SOURCES googlemock/CMakeLists.txt REQUIRED NO_CMAKE_FIND_ROOT_PATH
             HINTS /usr/src/googletest)
   set(INSTALL_GTEST OFF)
+  set(CMAKE_COMPILE_WARNING_AS_ERROR OFF)
   add_subdirectory("${KVO_GOOGLETEST_SOURCES}" "${CMAKE_BINARY_DIR}/googletest" EXCLUDE_FROM_ALL
                    SYSTEM)
 endfunction()

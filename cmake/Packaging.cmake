@@ -1,4 +1,4 @@
-# What cpack makes of the three components (cmake/Installation.cmake): Debian packages; of a static
+# What cpack makes of the components (cmake/Installation.cmake): Debian packages; of a static
 # build a plain archive with the program alone. packaging/make_packages is the command to use.
 
 set(KVO_DEBIAN_NAME_program kvo-bootloader-tms)
@@ -38,7 +38,7 @@ Comment: The program holds parts of the GNU C Library (LGPL-2.1-or-later) and of
  Exception), linked statically.")
 endif()
 
-foreach(component IN ITEMS program library simulator)
+foreach(component IN LISTS KVO_COMPONENTS)
   set(name ${KVO_DEBIAN_NAME_${component}})
   install(FILES ${CMAKE_CURRENT_BINARY_DIR}/debian/changelog.gz
           DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${name} COMPONENT ${component})
@@ -53,7 +53,7 @@ endforeach()
 set(CPACK_PACKAGE_VENDOR kvo-bootloader-tms)
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "") # each package has its own
 set(CPACK_PACKAGE_CONTACT "${KVO_DEBIAN_MAINTAINER}")
-set(CPACK_COMPONENTS_ALL program library simulator)
+set(CPACK_COMPONENTS_ALL ${KVO_COMPONENTS})
 set(CPACK_PACKAGE_DIRECTORY "${CMAKE_BINARY_DIR}/packages")
 set(CPACK_STRIP_FILES ON)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS

@@ -28,9 +28,9 @@
 #include <thread>
 #include <utility>
 
-#include "client/BootLoader.h"
-#include "serial/Baudrate.h"
-#include "serial/ISerialPort.h"
+#include <kvo/bootloadertms/Baudrate.h>
+#include <kvo/bootloadertms/BootLoader.h>
+#include <kvo/bootloadertms/ISerialPort.h>
 
 namespace {
 

@@ -12,8 +12,8 @@
 #include <iostream>
 #include <string>
 
-#include "client/AppInfos.h"
-#include "client/BootLoader.h"
+#include <kvo/bootloadertms/AppInfos.h>
+#include <kvo/bootloadertms/BootLoader.h>
 
 namespace {
 

@@ -19,7 +19,7 @@
 #include <sstream>
 #include <string>
 
-#include "client/BootLoader.h"
+#include <kvo/bootloadertms/BootLoader.h>
 
 namespace {
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <utility>
 
 namespace kvo::bootloadertms {
 
@@ -8,15 +9,13 @@ namespace kvo::bootloadertms {
 // is. The caller of the upload fills it; only packet 0 reads it.
 class AppInfos {
  public:
-  AppInfos(std::string f1, std::string f2, std::string f3);
-  AppInfos(const AppInfos&) = default;
-  AppInfos& operator=(const AppInfos&) = default;
-  virtual ~AppInfos() = default;
+  AppInfos(std::string f1, std::string f2, std::string f3)
+      : F1(std::move(f1)), F2(std::move(f2)), F3(std::move(f3)) {}
 
   // The references live as long as the record.
-  const std::string& GetF1() const;
-  const std::string& GetF2() const;
-  const std::string& GetF3() const;
+  const std::string& GetF1() const { return F1; }
+  const std::string& GetF2() const { return F2; }
+  const std::string& GetF3() const { return F3; }
 
  private:
   std::string F1;

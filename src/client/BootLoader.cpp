@@ -1,11 +1,12 @@
 #include "client/BootLoader.h"
 
-#include <unistd.h>
-
+#include <chrono>
 #include <iostream>
 #include <stdexcept>
 #include <utility>
 
+#include "client/AnswerText.h"
+#include "client/Pause.h"
 #include "client/TargetProtocol.h"
 #include "log/LogMess.h"
 #include "serial/PortInUse.h"
@@ -15,19 +16,18 @@ namespace kvo::bootloadertms {
 
 namespace {
 
+using namespace std::chrono_literals;
+
 constexpr std::int32_t kReadTimeoutMs = 100;
 
 constexpr std::uint32_t kBootloaderPingAttempts = 9;
-constexpr std::uint32_t kApplicationPingBudgetMs = 3000;
-constexpr std::uint32_t kPingPauseMs = 50;
+constexpr std::chrono::milliseconds kApplicationPingBudget = 3000ms;
+constexpr std::chrono::milliseconds kPingPause = 50ms;
+constexpr std::chrono::milliseconds kSwitchPause = 1000ms;
+constexpr std::chrono::milliseconds kCancelPause = 100ms;
+constexpr std::chrono::milliseconds kRestorePause = 100ms;
 
-constexpr useconds_t kMicrosecondsPerMillisecond = 1000;
-constexpr useconds_t kPingPauseUs = kPingPauseMs * kMicrosecondsPerMillisecond;
-constexpr useconds_t kSwitchPauseUs = 1'000'000;
-constexpr useconds_t kCancelPauseUs = 100'000;
-constexpr useconds_t kRestorePauseUs = 100'000;
-
-// The busy port is a warning and stops nothing here; meant so.
+// Deliberate: a busy port is a warning and stops nothing.
 void WarnIfPortInUse(const std::string& device) {
   if (BootLoader::IsPortInUse(device)) {
     std::cerr << "Error: " << device << " port is already opened or a minicom instance is running."
@@ -43,7 +43,6 @@ void WarnIfPortInUse(const std::string& device) {
 BootLoader::BootLoader(const std::string& device, std::uint32_t baud_rate) {
   WarnIfPortInUse(device);
   port_ = std::make_unique<SerialPortLinux>(device, baud_rate);
-  port_->Close();
   port_->SetTimeout(kReadTimeoutMs);
   port_->Open();
   LogMess::GetInstance().Log("bootLoader created : " + device + " " + std::to_string(baud_rate));
@@ -71,11 +70,11 @@ void BootLoader::ActivateBootloader() {
   Locked([this] {
     LogMess::GetInstance().Log("Activating bootloader");
     port_->WriteByte(target::kActivateBootloader);
-    ::usleep(kSwitchPauseUs);
+    Pause(kSwitchPause);
     port_->FlushInput();
     port_->WriteByte(target::kCancel);
     port_->WriteByte(target::kCancel);
-    ::usleep(kCancelPauseUs);
+    Pause(kCancelPause);
     if (RunBootloaderPing() == 0) {
       throw std::runtime_error("Bootloader doesn't respond. Exiting");
     }
@@ -86,7 +85,7 @@ void BootLoader::ActivateApplication() {
   Locked([this] {
     LogMess::GetInstance().Log("Activating application");
     port_->WriteByte(target::kExecuteApplication);
-    ::usleep(kSwitchPauseUs);
+    Pause(kSwitchPause);
     port_->FlushInput();
     if (RunApplicationPing() == 0) {
       throw std::runtime_error("Application doesn't respond. Exiting");
@@ -99,7 +98,7 @@ void BootLoader::RestoreDefaultParameters() {
     port_->FlushInput();
     port_->WriteByte(target::kRestoreDefaults.front());
     for (std::size_t i = 1; i < target::kRestoreDefaults.size(); ++i) {
-      ::usleep(kRestorePauseUs);
+      Pause(kRestorePause);
       port_->WriteByte(target::kRestoreDefaults.at(i));
     }
   });
@@ -126,7 +125,7 @@ std::uint32_t BootLoader::RunBootloaderPing() {
     port_->WriteByte(target::kPing);
     const std::uint8_t answer = port_->ReadByte();
     LogMess::GetInstance().LogInline(std::string(1, static_cast<char>(answer)));
-    ::usleep(kPingPauseUs);
+    Pause(kPingPause);
     LogMess::GetInstance().LogInline(".");
     if (answer == target::kBootloaderAlive) {
       break;
@@ -137,23 +136,23 @@ std::uint32_t BootLoader::RunBootloaderPing() {
 }
 
 std::uint8_t BootLoader::RunApplicationPing() {
-  std::uint32_t budget_ms = kApplicationPingBudgetMs;
+  std::chrono::milliseconds budget = kApplicationPingBudget;
   std::string answer;
-  while (budget_ms != 0) {
+  while (budget != 0ms) {
     port_->FlushInput();
     port_->WriteByte(target::kPing);
     port_->Read(answer);
     LogMess::GetInstance().LogInline(".");
-    ::usleep(kPingPauseUs);
-    budget_ms -= kPingPauseMs;
+    Pause(kPingPause);
+    budget -= kPingPause;
     if (Contains(answer, target::kApplicationAlive)) {
       break;
     }
   }
   LogMess::GetInstance().Log("");
-  // An answer to the last attempt leaves nothing and so counts as none; meant so, as is the cut to
-  // 8 bits.
-  return static_cast<std::uint8_t>(budget_ms);
+  // Deliberate: an answer to the last attempt leaves nothing and so counts as none; and the result
+  // is cut to 8 bits.
+  return static_cast<std::uint8_t>(budget.count());
 }
 
 }  // namespace kvo::bootloadertms

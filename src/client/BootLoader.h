@@ -6,19 +6,24 @@
 #include <mutex>
 #include <string>
 
-#include "client/IBootLoader.h"
-#include "client/Question.h"
-#include "serial/ISerialPort.h"
+#include "IBootLoader.h"
 
 namespace kvo::bootloadertms {
 
-// The board behind one serial port, which the object owns and holds open for its whole life. Every
+class ISerialPort;
+struct Question;
+
+// The board at one serial port, which the object owns and holds open for its whole life. Every
 // operation that touches the port holds the object's mutex from its first to its last access,
 // sleeps included.
 //
 // Progress is told through the process-wide log, so it shows only after `SetVerbose(true)`.
 // `IBootLoader` tells each operation's result and failures; a mutex that can't be locked is the
 // `std::system_error` of `std::mutex`.
+//
+// The bodies: pings and switches in BootLoader.cpp, requests that are answered by text in
+// BootLoaderCommands.cpp, and the uploads in transfer/BootLoaderUpload.cpp, as nothing in client/
+// includes transfer/.
 class BootLoader : public IBootLoader {
  public:
   // Warns on standard error when the port seems to be in use, and goes on all the same. Then opens

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <utility>
 
 namespace kvo::bootloadertms {
 
@@ -11,19 +12,22 @@ class DeviceInfos {
   // All fields empty.
   DeviceInfos() = default;
   DeviceInfos(std::string answer_s, std::string answer_h, std::string answer_p,
-              std::string answer_upper_v, std::string answer_v, std::string boot_status);
-  DeviceInfos(const DeviceInfos&) = default;
-  DeviceInfos& operator=(const DeviceInfos&) = default;
-  virtual ~DeviceInfos() = default;
+              std::string answer_upper_v, std::string answer_v, std::string boot_status)
+      : answerS(std::move(answer_s)),
+        answerH(std::move(answer_h)),
+        answerP(std::move(answer_p)),
+        answerUpperV(std::move(answer_upper_v)),
+        answerV(std::move(answer_v)),
+        bootStatus(std::move(boot_status)) {}
 
   // The references live as long as the record.
-  const std::string& GetAnswerS() const;
-  const std::string& GetAnswerH() const;
-  const std::string& GetAnswerP() const;
-  const std::string& GetAnswerUpperV() const;
-  const std::string& GetAnswerV() const;
+  const std::string& GetAnswerS() const { return answerS; }
+  const std::string& GetAnswerH() const { return answerH; }
+  const std::string& GetAnswerP() const { return answerP; }
+  const std::string& GetAnswerUpperV() const { return answerUpperV; }
+  const std::string& GetAnswerV() const { return answerV; }
   // The application's answer to 'b'; "BL_OK" in the record of a bootloader.
-  const std::string& GetBootStatus() const;
+  const std::string& GetBootStatus() const { return bootStatus; }
 
  private:
   std::string answerS;

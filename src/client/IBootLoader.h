@@ -3,9 +3,9 @@
 #include <cstdint>
 #include <string>
 
-#include "client/AppInfos.h"
-#include "client/DeviceInfos.h"
-#include "client/TransferProgress.h"
+#include "AppInfos.h"
+#include "DeviceInfos.h"
+#include "TransferProgress.h"
 
 namespace kvo::bootloadertms {
 
@@ -13,8 +13,8 @@ namespace kvo::bootloadertms {
 // which answer one-byte requests. Which of the two runs is known only from the answers.
 //
 // Operations may be called in any order, also from several threads: each that touches the port is
-// atomic with respect to it. The two setters don't lock: no other thread may be
-// in an operation while they are called.
+// atomic with respect to it. The two setters don't lock: no other thread may be in an operation
+// while they are called. The order of the operations is part of the binary interface.
 //
 // Failed conversations are `std::runtime_error` with the texts given below; the port's own failures
 // pass through. After a failure the object is as usable as before.
@@ -58,7 +58,7 @@ class IBootLoader {
   // "Unable to open file : " and the path, "Unable to read file : " and the path, "No definition
   // associate with file name. ie : image_d.bin for QDL-R2 board"; and during the transfer:
   // "!!! YModem transmit failed. Exiting", "!!! YModem transfer on boot loader failed. Exiting".
-  // Waits without a limit for a bootloader that doesn't ask for the image.
+  // Waits indefinitely for a bootloader that doesn't ask for the image.
   virtual void UploadImage(const std::string& image_path) = 0;
 
   // The same for a file of any name, which `infos` describes to the bootloader. Throws also "Exceed
@@ -72,7 +72,7 @@ class IBootLoader {
   virtual void SetTransferCallback(TransferProgress callback) = 0;
 
   // Asks the bootloader for its description. A question that it doesn't know ("U") leaves its field
-  // empty. Asks again, without a limit, as long as an answer says that the board can't yet.
+  // empty. Asks again, indefinitely, as long as an answer says that the board can't yet.
   virtual DeviceInfos ReadBootloaderInfos() = 0;
 
   // Asks the application for its safe-boot status and its description, again in the same way; a "U"

@@ -32,7 +32,7 @@ inline constexpr const char* kCalibrationStarted = "KVO_CMD_CALIBRATE";
 inline constexpr const char* kCalibrationFinished = "---";
 inline constexpr const char* kUnknownCommand = "U";
 
-// YModem's cancel byte, which also ends a transfer that a former run left behind.
+// YModem's CAN, which also ends a transfer that a former run left unfinished.
 inline constexpr std::uint8_t kCancel = 0x18;
 
 }  // namespace kvo::bootloadertms::target

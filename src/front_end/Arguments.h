@@ -1,9 +1,14 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace kvo::bootloadertms {
 
 // What stands where on the command line, and the switches' exact texts.
-namespace kvo::bootloadertms::option {
+namespace option {
 
 inline constexpr int kFewestArguments = 4;
 
@@ -18,4 +23,39 @@ inline constexpr const char* kApplicationInfo = "--application_info";
 inline constexpr const char* kCommand = "--command";
 inline constexpr const char* kSend = "--send";
 
-}  // namespace kvo::bootloadertms::option
+}  // namespace option
+
+// The program's arguments, without its own name, in their order. Texts are compared whole and byte
+// for byte; every element is looked at, positional ones included.
+class ArgumentList {
+ public:
+  // As `main` gets them; `argc` must be at least 1.
+  ArgumentList(int argc, const char* const* argv);
+
+  bool HasOption(const std::string& option) const;
+
+  // The element after the first one that equals `option`; an empty text when there is none.
+  const std::string& GetOption(const std::string& option) const;
+
+  // The argument at `index`, from 0. Throws `std::out_of_range` when there are not so many.
+  const std::string& At(std::size_t index) const;
+
+ private:
+  std::vector<std::string> arguments_;
+};
+
+// The baud rate: the digits that the argument begins with, in base 10, cut to 32 bits; 0 when there
+// are none. Whether the rate is supported is the port's business.
+std::uint32_t ParseBaudRate(const ArgumentList& arguments);
+
+// The code after "--command". Always hexadecimal, with or without "0x"; what follows the digits is
+// ignored. Throws `std::runtime_error` "No command specified. Exiting" for an empty or missing
+// text, "Invalid command : " and the text when it doesn't begin with a number.
+std::uint32_t ParseCommandCode(const ArgumentList& arguments);
+
+// The byte after "--send": the low 8 bits of a number read in the same way. Throws
+// `std::runtime_error` "No command specified to send. Exiting", "Invalid command to send : " and
+// the text.
+std::uint8_t ParseByteToSend(const ArgumentList& arguments);
+
+}  // namespace kvo::bootloadertms

@@ -1,9 +1,14 @@
 #pragma once
 
 #include "client/IBootLoader.h"
-#include "front_end/ArgumentList.h"
+#include "front_end/Arguments.h"
+#include "log/LogMess.h"
 
 namespace kvo::bootloadertms {
+
+// The front end's own log, which "--verbose" switches on. Deliberate: what the client and the
+// uploads report goes through the process-wide log and so stays silent.
+LogMess& FrontEndLog();
 
 // The four things that a run can do, each a fixed sequence of the client's operations with progress
 // texts around them. They return when all went well; what failed is a `std::runtime_error` with the

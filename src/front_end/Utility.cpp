@@ -1,27 +1,62 @@
 #include "front_end/Utility.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <csignal>
 #include <cstdlib>
+#include <initializer_list>
+#include <ios>
 #include <iostream>
+#include <locale>
+#include <sstream>
 #include <stdexcept>
 
 #include "client/BootLoader.h"
-#include "front_end/ArgumentList.h"
 #include "front_end/Arguments.h"
-#include "front_end/FrontEndLog.h"
+#include "front_end/Commands.h"
 #include "front_end/Modes.h"
-#include "front_end/OptionValues.h"
-#include "front_end/StandardStreams.h"
-#include "front_end/Usage.h"
 
 namespace kvo::bootloadertms {
 
 namespace {
 
+constexpr const char* kModes =
+    R"(Bad arguments number
+
+Usage 1, upload image file to target : kvo-bootloader-tms <serial> <Baud rate> <imageName> <--active_bootloader|--no_active_bootloader> [--active_application] [--verbose]
+  ie. : kvo-bootloader-tms /dev/ttyUSB0 1000000 ./tv_07_tv.bin --active_bootloader --active_application
+
+Usage 2, get application information from target : kvo-bootloader-tms <serial> <Baud rate> --application_info <--active_bootloader|--no_active_bootloader> [--verbose]
+  ie. : kvo-bootloader-tms /dev/ttyUSB0 1000000 --application_info --active_bootloader )"
+    R"(
+
+Usage 3, send command to target : kvo-bootloader-tms <serial> <Baud rate> --command <cmd> [--verbose]
+  with cmd :
+)";
+
+constexpr const char* kModesAfterTheCommands =
+    R"(  ie. : kvo-bootloader-tms /dev/ttyUSB0 1000000 --command 0x51 --verbose
+Usage 4, send character to target : kvo-bootloader-tms <serial> <Baud rate> --send <character> [--verbose]
+)";
+
+void Survive(int /*signal*/) {}
+
+// By a handler, as an ignored signal would stay ignored in the programs that this one starts. Where
+// it is ignored already, they are to find it so.
+void SurviveLostReaders() {
+  if (std::signal(SIGPIPE, Survive) == SIG_IGN) {
+    std::signal(SIGPIPE, SIG_IGN);
+  }
+}
+
+bool IsClosed(int descriptor) { return ::fcntl(descriptor, F_GETFD) == -1; }
+
 [[noreturn]] void RunAction(const ArgumentList& arguments, std::uint32_t baud_rate) {
   BootLoader client(arguments.At(option::kDevice), baud_rate);
   RunChosenMode(arguments, client);
   FrontEndLog().LogInline("\nExiting boot loader utility for TMS\n");
-  std::exit(EXIT_SUCCESS);  // at once: the system closes the port; meant so
+  std::exit(EXIT_SUCCESS);  // Deliberate: at once; the system closes the port.
 }
 
 void PrintFailure(const std::runtime_error& error) {
@@ -34,7 +69,7 @@ void PrintFailure(const std::runtime_error& error) {
 }  // namespace
 
 int RunUtility(int argc, const char* const* argv) {
-  DetachActionFromStandardStreams();
+  ProtectStandardStreams();
   if (argc - 1 < option::kFewestArguments) {
     std::cerr << UsageText();
     return EXIT_FAILURE;
@@ -48,6 +83,26 @@ int RunUtility(int argc, const char* const* argv) {
   } catch (const std::runtime_error& error) {
     PrintFailure(error);
     return EXIT_FAILURE;
+  }
+}
+
+std::string UsageText() {
+  std::ostringstream text;
+  text.imbue(std::locale::classic());
+  text << kModes << std::hex << std::uppercase;
+  for (const Command& command : Commands()) {
+    text << "     - " << command.usage_label << " = 0x" << command.code << "\n";
+  }
+  text << kModesAfterTheCommands;
+  return text.str();
+}
+
+void ProtectStandardStreams() {
+  SurviveLostReaders();
+  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (IsClosed(stream)) {
+      ::open("/dev/null", O_RDWR);  // gets the lowest free number: this one
+    }
   }
 }
 

@@ -7,7 +7,7 @@ namespace kvo::bootloadertms {
 // The progress log: writes text to standard output while its verbose flag is set, and drops it
 // otherwise. Texts that must always be seen don't go through it.
 //
-// There are two of them on purpose: the process-wide one, through which the client and the uploads
+// Deliberate: there are two of them, the process-wide one, through which the client and the uploads
 // write, and the front end's own copy. The verbose flag of one says nothing about the other.
 //
 // An object holds nothing but its flag, so it is copied freely. There is no locking. A failing
@@ -16,9 +16,6 @@ class LogMess {
  public:
   // A log that is not verbose.
   constexpr LogMess() = default;
-  LogMess(const LogMess&) = default;
-  LogMess& operator=(const LogMess&) = default;
-  virtual ~LogMess() = default;
 
   // The process-wide log: always the same object, usable from the first static initialiser on.
   static LogMess& GetInstance();

@@ -1,27 +1,31 @@
 #pragma once
 
+#include <termios.h>
+
 #include <cstdint>
 
 namespace kvo::bootloadertms {
 
 // A line speed, and the one place that decides which speeds are accepted: 9600, 19200, 38400,
 // 57600, 115200 and 1000000 bits per second. Speeds that the terminal driver knows beyond these are
-// refused all the same. Nothing here throws or prints.
+// refused all the same. Nothing here prints.
 class Baudrate {
  public:
   // A rate that is not set: its value is 0.
   Baudrate() = default;
-  Baudrate(const Baudrate&) = default;
-  Baudrate& operator=(const Baudrate&) = default;
-  virtual ~Baudrate() = default;
 
   // The stored rate in bits per second, 0 when none was set.
   std::uint32_t GetValue() const;
 
   static bool IsSupported(std::uint32_t rate);
 
-  // The table's value for `rate`, which is the rate itself; 0 for a rate that is not supported.
+  // The rate itself; 0 for a rate that is not supported.
   static std::uint32_t Lookup(std::uint32_t rate);
+
+  // The terminal driver's constant for a rate in bits per second. Throws `std::runtime_error`
+  // "baudRate passed to void kvo::bootloadertms::SerialPortLinux::ConfigureTermios() unrecognized."
+  // for a rate that is not supported.
+  static speed_t TerminalSpeed(std::uint32_t rate);
 
   // Stores a supported rate. Any other leaves the stored one in force, without a report.
   void SetValue(std::uint32_t rate);

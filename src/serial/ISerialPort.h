@@ -9,10 +9,11 @@ namespace kvo::bootloadertms {
 // questions, YModem) reads and writes through these operations, so another transport is another
 // implementation of this interface.
 //
-// An object is used from one thread at a time. Whoever makes it owns it; `BootLoader` takes its
-// port over. Failures are `std::runtime_error` for wrong use and for a port that can't be opened or
-// closed, and `std::system_error` for another call of the system that failed; `SerialPortLinux`
-// tells the texts.
+// An object is used from one thread at a time. Whoever makes it owns it; `BootLoader` takes
+// ownership of its port. The order of the operations is part of the binary interface. Failures are
+// `std::runtime_error` for wrong use and for a port that can't be opened or closed, and
+// `std::system_error` for another call of the system that failed; `SerialPortLinux` tells the
+// texts.
 class ISerialPort {
  public:
   ISerialPort() = default;

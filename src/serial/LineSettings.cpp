@@ -1,7 +1,5 @@
 #include "serial/LineSettings.h"
 
-#include <stdexcept>
-
 namespace kvo::bootloadertms {
 
 namespace {
@@ -11,7 +9,7 @@ constexpr std::int32_t kMillisecondsPerTenth = 100;
 constexpr tcflag_t kClearedControlModes = PARENB | CSTOPB | CSIZE | CRTSCTS;
 constexpr tcflag_t kSetControlModes = CS8 | CREAD | CLOCAL;
 constexpr tcflag_t kClearedLocalModes = ISIG | ICANON | ECHO | ECHONL | IEXTEN;
-// IXOFF, IXANY, INPCK and IGNPAR stay as found; meant so.
+// Deliberate: IXOFF, IXANY, INPCK and IGNPAR stay as found.
 constexpr tcflag_t kClearedInputModes =
     IGNBRK | BRKINT | PARMRK | ISTRIP | INLCR | IGNCR | ICRNL | IXON;
 constexpr tcflag_t kClearedOutputModes = OPOST;
@@ -19,34 +17,12 @@ constexpr tcflag_t kClearedOutputModes = OPOST;
 void SetReadTiming(termios& settings, std::int32_t timeout_ms) {
   const bool wait_for_a_byte = timeout_ms == -1;
   settings.c_cc[VMIN] = wait_for_a_byte ? 1 : 0;
-  // Rounded down, so 1 to 99 ms wait no longer than 0 does; meant so.
+  // Deliberate: rounded down, so 1 to 99 ms wait no longer than 0 does.
   settings.c_cc[VTIME] =
       wait_for_a_byte ? cc_t{0} : static_cast<cc_t>(timeout_ms / kMillisecondsPerTenth);
 }
 
 }  // namespace
-
-speed_t TerminalSpeed(std::uint32_t rate) {
-  switch (rate) {
-    case 9600:
-      return B9600;
-    case 19200:
-      return B19200;
-    case 38400:
-      return B38400;
-    case 57600:
-      return B57600;
-    case 115200:
-      return B115200;
-    case 1000000:
-      return B1000000;
-    default:
-      throw std::runtime_error(
-          "baudRate passed to "
-          "void kvo::bootloadertms::SerialPortLinux::ConfigureTermios()"
-          " unrecognized.");
-  }
-}
 
 void MakeRawLine(termios& settings, speed_t speed, std::int32_t timeout_ms) {
   ::cfsetispeed(&settings, speed);

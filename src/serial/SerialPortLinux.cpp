@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <chrono>
 #include <cstring>
@@ -21,9 +22,10 @@ namespace {
 constexpr std::int32_t kWaitForAByte = -1;
 constexpr std::int32_t kLongestTimeoutMs = 25500;  // VTIME 255, the most its byte holds
 constexpr std::uint8_t kReadFailed = 0xFF;
+constexpr std::size_t kMostPerRead = 255;  // bytes
 
 [[noreturn]] void ThrowSystemError() {
-  // Always EFAULT, whatever errno says; meant so.
+  // Deliberate: always EFAULT, whatever errno says.
   throw std::system_error(EFAULT, std::system_category());
 }
 
@@ -36,7 +38,6 @@ constexpr std::uint8_t kReadFailed = 0xFF;
 }  // namespace
 
 SerialPortLinux::SerialPortLinux(std::string device, std::uint32_t baud_rate) {
-  read_buffer_.reserve(read_buffer_size_ + 1U);
   if (!Baudrate::IsSupported(baud_rate)) {
     throw std::runtime_error("Baud rate not supported : " + std::to_string(baud_rate));
   }
@@ -147,17 +148,14 @@ void SerialPortLinux::Read(std::string& data) {
     throw std::runtime_error(
         "Read() was called but file descriptor was 0. File has not been opened");
   }
-  read_buffer_.resize(read_buffer_size_ + 1U);  // and one for the '\0' behind a full read
-  const ssize_t received = ::read(descriptor_, read_buffer_.data(), read_buffer_size_);
-  if (received < 0) {
+  std::array<char, kMostPerRead + 1> received{};  // ends with a '\0'
+  const ssize_t count = ::read(descriptor_, received.data(), kMostPerRead);
+  if (count < 0) {
     ThrowSystemError();
   }
-  if (received == 0) {
-    return;
+  if (count > 0) {
+    data.assign(received.data(), static_cast<std::size_t>(count) + 1);
   }
-  const auto length = static_cast<std::size_t>(received);
-  read_buffer_[length] = '\0';
-  data.assign(read_buffer_.data(), length + 1);
 }
 
 int SerialPortLinux::FlushInput() { return ::tcflush(descriptor_, TCIFLUSH); }
@@ -182,7 +180,7 @@ void SerialPortLinux::SetTermios(const termios& settings) const {
 
 int SerialPortLinux::ConfigureTermios() {
   termios settings = GetTermios();
-  MakeRawLine(settings, TerminalSpeed(baud_rate_.GetValue()), timeout_ms_);
+  MakeRawLine(settings, Baudrate::TerminalSpeed(baud_rate_.GetValue()), timeout_ms_);
   SetTermios(settings);
   return 0;
 }

@@ -4,10 +4,9 @@
 
 #include <cstdint>
 #include <string>
-#include <vector>
 
-#include "serial/Baudrate.h"
-#include "serial/ISerialPort.h"
+#include "Baudrate.h"
+#include "ISerialPort.h"
 
 namespace kvo::bootloadertms {
 
@@ -19,9 +18,9 @@ namespace kvo::bootloadertms {
 //
 // Failures:
 // - `std::runtime_error` with the text given at the operation, for wrong use and for open and
-// close;
-// - `std::system_error` where a comment below says "system error": a call of the system failed. Its
-//   value is always EFAULT (14) of `std::system_category()`, meant so: it doesn't tell the cause.
+//   close;
+// - `std::system_error` where a comment below says "system error": a call of the system failed.
+//   Deliberate: its value is always EFAULT (14) of `std::system_category()`, whatever the cause.
 class SerialPortLinux : public ISerialPort {
  public:
   // A closed port with the time-out -1. Throws "Baud rate not supported : " and the rate when
@@ -63,7 +62,7 @@ class SerialPortLinux : public ISerialPort {
   void WriteByte(std::uint8_t byte) override;
   std::uint8_t ReadByte() override;
 
-  // At most 255 bytes a call. Throws "Read() was called but file descriptor was 0. File has not
+  // At most 255 bytes per call. Throws "Read() was called but file descriptor was 0. File has not
   // been opened" for that descriptor; a failed read is a system error, on a closed port too. After
   // a failure `data` is empty.
   void Read(std::string& data) override;
@@ -92,10 +91,8 @@ class SerialPortLinux : public ISerialPort {
   State state_ = State::kClosed;
   std::string device_;
   int descriptor_ = -1;
-  bool option_flag_ = false;  // No setting of the line reads it; meant so.
+  bool option_flag_ = false;  // Deliberate: no setting of the line reads it.
   std::int32_t timeout_ms_ = -1;
-  std::vector<char> read_buffer_;
-  std::uint8_t read_buffer_size_ = 255;
 };
 
 }  // namespace kvo::bootloadertms

@@ -39,14 +39,13 @@ std::string KeyOf(const std::string& file_name) {
   const std::size_t underscore = file_name.rfind('_');
   const std::size_t start = underscore == std::string::npos ? 0 : underscore + 1;
   std::string key = file_name.substr(start, kKeyLength);
-  std::transform(key.begin(), key.end(), key.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  std::ranges::transform(key, key.begin(),
+                         [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
   return key;
 }
 
 const Board& BoardOf(BoardKind kind) {
-  const auto* board = std::find_if(kBoards.begin(), kBoards.end(),
-                                   [kind](const Board& row) { return row.kind == kind; });
+  const auto* board = std::ranges::find(kBoards, kind, &Board::kind);
   return board == kBoards.end() ? kUnknownBoard : *board;
 }
 
@@ -56,7 +55,7 @@ BoardDefinition::BoardDefinition(BoardKind kind) : kind_(kind) {}
 
 BoardDefinition::BoardDefinition(const std::string& file_name) {
   const std::string key = KeyOf(file_name);
-  const auto* board = std::find_if(kBoards.begin(), kBoards.end(), [&key](const Board& row) {
+  const auto* board = std::ranges::find_if(kBoards, [&key](const Board& row) {
     return row.file_name_key != nullptr && key == row.file_name_key;
   });
   if (board == kBoards.end()) {

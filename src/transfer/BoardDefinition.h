@@ -11,8 +11,8 @@ enum class BoardKind : std::int32_t {
   kNone = 0,
   kQdlR2Wheel = 1,
   kQdlR2Roll = 2,
-  kProbexKlm2Upper = 3,  // no file name selects it; meant so
-  kProbexKlm2Base = 4,   // no file name selects it; meant so
+  kProbexKlm2Upper = 3,  // Deliberate: no file name selects it.
+  kProbexKlm2Base = 4,   // Deliberate: no file name selects it.
   kProbexKlm3Upper = 5,
   kProbexKlm3Base = 6,
   kPwrpkKlm2 = 7,
@@ -30,10 +30,6 @@ class BoardDefinition {
   // Throws `std::runtime_error` "No definition associate with file name. ie : image_d.bin for
   // QDL-R2 board" when they select none.
   explicit BoardDefinition(const std::string& file_name);
-
-  BoardDefinition(const BoardDefinition&) = default;
-  BoardDefinition& operator=(const BoardDefinition&) = default;
-  virtual ~BoardDefinition() = default;
 
   BoardKind GetKind() const;
 

@@ -1,12 +1,13 @@
-// The two uploads of `BootLoader`. They live here so that nothing in client/ knows transfer/.
-#include <unistd.h>
-
+// The two uploads of `BootLoader`. They live here so that nothing in client/ includes transfer/.
+#include <chrono>
 #include <stdexcept>
 #include <string>
 
 #include "client/BootLoader.h"
+#include "client/Pause.h"
 #include "client/TargetProtocol.h"
 #include "log/LogMess.h"
+#include "serial/ISerialPort.h"
 #include "transfer/BoardDefinition.h"
 #include "transfer/ImageFile.h"
 #include "transfer/YmodemSender.h"
@@ -15,7 +16,7 @@ namespace kvo::bootloadertms {
 
 namespace {
 
-constexpr useconds_t kReceiveCommandPauseUs = 20'000;
+constexpr std::chrono::milliseconds kReceiveCommandPause{20};
 
 void LogUpload(ISerialPort& port, const std::string& image_path, const ImageFile& image) {
   const LogMess& log = LogMess::GetInstance();
@@ -31,7 +32,7 @@ void Upload(ISerialPort& port, const TransferProgress& progress, const std::stri
             const ImageFile& image, const Identification& identification) {
   LogUpload(port, image_path, image);
   port.WriteByte(target::kReceiveImage);
-  ::usleep(kReceiveCommandPauseUs);
+  Pause(kReceiveCommandPause);
 
   YmodemSender sender;
   sender.SetProgressCallback(progress);

@@ -26,7 +26,7 @@ constexpr std::uint8_t kErasedFlash = 0xFF;
 
 // A directory can be opened like a file, and what its end is depends on the file system. A pipe has
 // no end to open it at, but would first be waited for until somebody writes to it.
-void RefuseWhatHasNoLength(const std::string& path) {
+void RejectDirectoryOrPipe(const std::string& path) {
   std::error_code ignored;
   const std::filesystem::file_status status = std::filesystem::status(path, ignored);
   if (std::filesystem::is_directory(status)) {
@@ -67,22 +67,17 @@ std::string BaseName(const std::string& path) {
 
 }  // namespace
 
-std::size_t ImageArraySize(std::uint32_t length) {
-  const std::uint32_t doubled = length << 1;
-  return std::max<std::size_t>(doubled, WholeBlocksSize(length));
-}
-
 void ImageFile::Read(const std::string& path) {
-  RefuseWhatHasNoLength(path);
+  RejectDirectoryOrPipe(path);
   std::ifstream file(path, std::ios::in | std::ios::binary | std::ios::ate);
   if (!file) {
     ThrowUnopened(path);
   }
   const std::uint32_t length = LengthFromPosition(file, path);
-  // Not cleared: memory that is never sent is never touched.
-  auto content = std::make_unique_for_overwrite<std::uint8_t[]>(ImageArraySize(length));
+  const std::size_t size = WholeBlocksSize(length);
+  auto content = std::make_unique_for_overwrite<std::uint8_t[]>(size);
   ReadWhole(file, content.get(), length, path);
-  std::fill(content.get() + length, content.get() + WholeBlocksSize(length), kErasedFlash);
+  std::fill(content.get() + length, content.get() + size, kErasedFlash);
 
   file_name_ = BaseName(path);
   length_ = length;

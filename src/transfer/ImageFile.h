@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -21,14 +20,14 @@ class ImageFile {
   // failure the object is as it was.
   void Read(const std::string& path);
 
-  // The path's part behind its last "/" or "\".
+  // The path's part after its last "/" or "\".
   std::string GetFileName() const;
 
   // The file's length in bytes.
   std::uint32_t GetLength() const;
 
   // The image, followed by bytes 0xFF up to the end of its last 1024-byte block, so that whole
-  // blocks can be sent; nothing behind them may be read. The pointer lives as long as the object;
+  // blocks can be sent; nothing after them may be read. The pointer lives as long as the object;
   // null before `Read`.
   const std::uint8_t* GetContent() const;
 
@@ -37,9 +36,5 @@ class ImageFile {
   std::uint32_t length_ = 0;
   std::unique_ptr<std::uint8_t[]> content_;
 };
-
-// The bytes of the array for an image of `length` bytes: twice the length, reckoned in 32 bits, but
-// never less than the image's whole 1024-byte blocks.
-std::size_t ImageArraySize(std::uint32_t length);
 
 }  // namespace kvo::bootloadertms

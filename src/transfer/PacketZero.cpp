@@ -32,7 +32,7 @@ void RequireRoom(std::size_t position, std::size_t size) {
 
 PacketZero::PacketZero(std::uint32_t image_length) : position_(kNamesOffset) {
   const std::string digits = std::to_string(image_length);
-  std::copy(digits.begin(), digits.end(), data_.begin());
+  std::ranges::copy(digits, data_.begin());
 }
 
 void PacketZero::AppendName(const std::string& name) {
@@ -43,7 +43,7 @@ void PacketZero::AppendName(const std::string& name) {
 
 void PacketZero::AppendText(const std::string& text) {
   RequireRoom(position_, text.size());
-  std::copy(text.begin(), text.end(), data_.begin() + position_);
+  std::ranges::copy(text, data_.begin() + position_);
   position_ += text.size();
 }
 

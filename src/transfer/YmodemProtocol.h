@@ -11,7 +11,6 @@ inline constexpr std::uint8_t kStx = 0x02;  // heads a 1024-byte packet
 inline constexpr std::uint8_t kEot = 0x04;
 inline constexpr std::uint8_t kAck = 0x06;
 inline constexpr std::uint8_t kNak = 0x15;
-inline constexpr std::uint8_t kCan = 0x18;
 inline constexpr std::uint8_t kCrcRequest = 0x43;     // 'C'
 inline constexpr std::uint8_t kReceiveFailed = 0x46;  // 'F', only before the first 'C'
 

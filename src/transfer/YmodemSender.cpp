@@ -5,6 +5,7 @@
 #include <string>
 #include <utility>
 
+#include "client/TargetProtocol.h"
 #include "transfer/Crc16.h"
 #include "transfer/YmodemProtocol.h"
 
@@ -14,7 +15,7 @@ namespace {
 
 enum class PacketAnswer { kAccepted, kSendAgain, kRefused };
 
-// Only the first block has quiet resends; a NAK never ends a transfer. Meant so.
+// Deliberate: only the first block has quiet resends, and a NAK never ends a transfer.
 constexpr int kQuietResendsOfFirstBlock = 4;
 
 void SendPacket(ISerialPort& port, std::uint32_t number, const std::uint8_t* data) {
@@ -28,13 +29,13 @@ void SendPacket(ISerialPort& port, std::uint32_t number, const std::uint8_t* dat
   std::uint16_t crc = kCrc16Initial;
   for (std::size_t i = 0; i < size; ++i) {
     port.WriteByte(data[i]);
-    crc = UpdateCrc16(crc, data[i]);  // behind the byte, so that the line doesn't wait for it
+    crc = UpdateCrc16(crc, data[i]);  // after the byte, so that the line doesn't wait for it
   }
   port.WriteByte(static_cast<std::uint8_t>(crc >> 8));
   port.WriteByte(static_cast<std::uint8_t>(crc));
 }
 
-// False when the bootloader says that it can't receive. Waits without a limit; meant so.
+// False when the bootloader says that it can't receive. Deliberate: waits indefinitely.
 bool WaitForStart(ISerialPort& port) {
   std::uint8_t byte = port.ReadByte();
   while (byte != ymodem::kCrcRequest) {
@@ -50,7 +51,7 @@ bool WaitForStart(ISerialPort& port) {
 
 void PrintPacketZero(const PacketZeroData& data) {
   std::string text(data.begin(), data.end());
-  std::replace(text.begin(), text.end(), '\0', '.');
+  std::ranges::replace(text, '\0', '.');
   std::cout << "PACKET 0 :\n" << text;
 }
 
@@ -80,8 +81,8 @@ PacketAnswer ReadPacketZeroAnswer(ISerialPort& port, bool& first_crc_request) {
 
 void GiveUp(ISerialPort& port) {
   std::cout << " ni ACK ni CRC ni NACK -- exit\n";
-  port.WriteByte(ymodem::kCan);
-  port.WriteByte(ymodem::kCan);
+  port.WriteByte(target::kCancel);
+  port.WriteByte(target::kCancel);
 }
 
 PacketAnswer ReadBlockAnswer(ISerialPort& port, std::uint32_t number) {
@@ -94,7 +95,7 @@ PacketAnswer ReadBlockAnswer(ISerialPort& port, std::uint32_t number) {
     case ymodem::kCrcRequest:
       std::cout << "CRC SendDataPacket " << number << "\n";
       return PacketAnswer::kSendAgain;
-    case ymodem::kCan:
+    case target::kCancel:
       std::cout << "CAN SendDataPacket " << number << "\n";
       return PacketAnswer::kRefused;
     default:
@@ -103,8 +104,8 @@ PacketAnswer ReadBlockAnswer(ISerialPort& port, std::uint32_t number) {
   }
 }
 
-// The empty packet 0 that closes the batch goes out until it is acknowledged, without a limit;
-// meant so.
+// Deliberate: the empty packet 0 that closes the batch goes out until it is acknowledged, however
+// often that is.
 void CloseBatch(ISerialPort& port) {
   if (port.ReadByte() != ymodem::kCrcRequest) {
     return;

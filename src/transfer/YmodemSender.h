@@ -28,7 +28,7 @@ class YmodemSender {
   void SetProgressCallback(TransferProgress progress);
 
   // Sends the image of `length` bytes at `image`; the memory must reach to the end of its last
-  // 1024-byte block. An empty `file_name` makes packet 0 all zeros. Waits without a limit for the
+  // 1024-byte block. An empty `file_name` makes packet 0 all zeros. Waits indefinitely for the
   // receiver to ask for the first packet.
   // Returns 0 when the receiver acknowledged everything, 1 when it refused or answered wrongly.
   // Throws `std::runtime_error` "Exceed size limit detected. Exiting" when packet 0 can't hold the
@@ -38,7 +38,7 @@ class YmodemSender {
   int Ymodem_Transmit(ISerialPort& port, const std::uint8_t* image, const std::string& file_name,
                       std::uint32_t length, const AppInfos& infos);
 
-  // The part of a transfer behind packet 0: blocks, end of file, closing packet.
+  // The part of a transfer after packet 0: blocks, end of file, closing packet.
   // Returns 1 on success, 0 on failure.
   int SendDataPacket(ISerialPort& port, const std::uint8_t* image, std::uint32_t length);
 

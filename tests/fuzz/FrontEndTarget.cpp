@@ -10,9 +10,8 @@
 #include <typeinfo>
 #include <vector>
 
-#include "front_end/FrontEndLog.h"
 #include "front_end/Modes.h"
-#include "front_end/OptionValues.h"
+#include "front_end/Arguments.h"
 #include "front_end/Utility.h"
 #include "fuzz/FakeClient.h"
 #include "fuzz/FrontEndModel.h"

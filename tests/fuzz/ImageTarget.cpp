@@ -89,13 +89,6 @@ void CheckRecord(std::uint32_t length, const std::array<std::string, 3>& texts) 
   }
 }
 
-void CheckArraySize(std::uint32_t length) {
-  const std::uint64_t whole_blocks = (std::uint64_t{length} + 1023) / 1024 * 1024;
-  const std::uint64_t doubled = std::uint64_t{length} * 2 % 0x100000000;
-  const std::uint64_t size = kvo::bootloadertms::ImageArraySize(length);
-  Require(size == (doubled > whole_blocks ? doubled : whole_blocks), "the size of the array");
-}
-
 const TemporaryFolder& Folder() {
   static const TemporaryFolder kFolder;
   return kFolder;
@@ -141,7 +134,6 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string name = input.TakeCountedText();
     const std::array<std::string, 3> texts = {input.TakeCountedText(), input.TakeCountedText(),
                                               input.TakeCountedText()};
-    CheckArraySize(length);
     CheckBoard(length, name);
     CheckRecord(length, texts);
     CheckFile(name, input.TakeRest());

@@ -6,10 +6,10 @@
 #include <string>
 #include <utility>
 
-#include "client/AppInfos.h"
-#include "client/BootLoader.h"
-#include "serial/ISerialPort.h"
-#include "serial/SerialPortLinux.h"
+#include <kvo/bootloadertms/AppInfos.h>
+#include <kvo/bootloadertms/BootLoader.h>
+#include <kvo/bootloadertms/ISerialPort.h>
+#include <kvo/bootloadertms/SerialPortLinux.h>
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "client/CleanAnswer.h"
+#include "client/AnswerText.h"
 #include "support/ClientFixture.h"
 
 namespace kvo::bootloadertms {

@@ -40,21 +40,5 @@ TEST(IBootLoaderSlotOrderTest, OnlyTheDestructorsFollow) {
   EXPECT_EQ(VtableSlot(&Follower::Next), 17U);
 }
 
-class RecordFollower : public AppInfos {
- public:
-  using AppInfos::AppInfos;
-  virtual void Next() {}
-};
-
-class DeviceRecordFollower : public DeviceInfos {
- public:
-  virtual void Next() {}
-};
-
-TEST(RecordsSlotOrderTest, OnlyTheDestructorsAreVirtual) {
-  EXPECT_EQ(VtableSlot(&RecordFollower::Next), 2U);
-  EXPECT_EQ(VtableSlot(&DeviceRecordFollower::Next), 2U);
-}
-
 }  // namespace
 }  // namespace kvo::bootloadertms

@@ -1,4 +1,4 @@
-#include "front_end/ArgumentList.h"
+#include "front_end/Arguments.h"
 
 #include <gtest/gtest.h>
 

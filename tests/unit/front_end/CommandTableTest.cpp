@@ -1,4 +1,4 @@
-#include "front_end/CommandTable.h"
+#include "front_end/Commands.h"
 
 #include <gtest/gtest.h>
 

@@ -10,7 +10,6 @@
 #include <typeinfo>
 #include <vector>
 
-#include "front_end/FrontEndLog.h"
 #include "support/CapturedStream.h"
 #include "support/MockClient.h"
 

@@ -1,4 +1,4 @@
-#include "front_end/OptionValues.h"
+#include "front_end/Arguments.h"
 
 #include <gtest/gtest.h>
 

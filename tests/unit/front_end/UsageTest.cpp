@@ -1,4 +1,4 @@
-#include "front_end/Usage.h"
+#include "front_end/Utility.h"
 
 #include <gtest/gtest.h>
 
@@ -7,7 +7,6 @@
 #include <locale>
 #include <string>
 
-#include "front_end/Utility.h"
 #include "support/CapturedStream.h"
 #include "support/UsageLiteral.h"
 

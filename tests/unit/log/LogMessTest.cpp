@@ -90,15 +90,5 @@ TEST(LogMessTest, ACopyTakesTheFlagAlong) {
   EXPECT_TRUE(copy.IsVerbose());
 }
 
-// Takes the first place of the table that is free.
-class Follower : public LogMess {
- public:
-  virtual void Next() {}
-};
-
-TEST(LogMessTest, OnlyTheDestructorsAreVirtual) {
-  EXPECT_EQ(testing::VtableSlot(&Follower::Next), 2U);
-}
-
 }  // namespace
 }  // namespace kvo::bootloadertms

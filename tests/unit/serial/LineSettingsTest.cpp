@@ -37,26 +37,6 @@ Timing TimingOf(std::int32_t timeout_ms) {
   return {settings.c_cc[VMIN], settings.c_cc[VTIME]};
 }
 
-TEST(LineSettingsTest, EachRateHasItsConstant) {
-  EXPECT_EQ(TerminalSpeed(9600), 0x0DU);
-  EXPECT_EQ(TerminalSpeed(19200), 0x0EU);
-  EXPECT_EQ(TerminalSpeed(38400), 0x0FU);
-  EXPECT_EQ(TerminalSpeed(57600), 0x1001U);
-  EXPECT_EQ(TerminalSpeed(115200), 0x1002U);
-  EXPECT_EQ(TerminalSpeed(1000000), 0x1008U);
-}
-
-TEST(LineSettingsTest, AnyOtherRateIsAnError) {
-  try {
-    TerminalSpeed(4800);
-    FAIL() << "no error";
-  } catch (const std::runtime_error& error) {
-    EXPECT_STREQ(error.what(),
-                 "baudRate passed to void kvo::bootloadertms::SerialPortLinux::ConfigureTermios() "
-                 "unrecognized.");
-  }
-}
-
 TEST(LineSettingsTest, FlagsThatAreNoPartOfARawLineStayAsFound) {
   const termios settings = MadeRaw(AllFlagsSet());
   EXPECT_EQ(ControlModes(settings), 0x6FF0FEB2U);  // PARENB, CSTOPB, CRTSCTS cleared, CS8, B115200

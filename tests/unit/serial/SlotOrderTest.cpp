@@ -48,14 +48,5 @@ TEST(SerialPortLinuxSlotOrderTest, HasNoVirtualOperationsOfItsOwn) {
   EXPECT_EQ(VtableSlot(&PortFollower::Next), 16U);
 }
 
-class RateFollower : public Baudrate {
- public:
-  virtual void Next() {}
-};
-
-TEST(BaudrateSlotOrderTest, OnlyTheDestructorsAreVirtual) {
-  EXPECT_EQ(VtableSlot(&RateFollower::Next), 2U);
-}
-
 }  // namespace
 }  // namespace kvo::bootloadertms

@@ -95,16 +95,5 @@ TEST(BoardDefinitionTest, AKindIsASigned32BitInteger) {
   EXPECT_TRUE((std::is_same_v<std::underlying_type_t<BoardKind>, std::int32_t>));
 }
 
-// Takes the first place of the table that is free.
-class Follower : public BoardDefinition {
- public:
-  using BoardDefinition::BoardDefinition;
-  virtual void Next() {}
-};
-
-TEST(BoardDefinitionTest, OnlyTheDestructorsAreVirtual) {
-  EXPECT_EQ(testing::VtableSlot(&Follower::Next), 2U);
-}
-
 }  // namespace
 }  // namespace kvo::bootloadertms

@@ -1,4 +1,4 @@
-#include "front_end/StandardStreams.h"
+#include "front_end/Utility.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -26,7 +26,7 @@ dev_t DeviceOf(int descriptor) {
 [[noreturn]] void DetachWithout(int stream) {
   const dev_t nothing = DeviceOf(::open("/dev/null", O_RDWR));
   ::close(stream);
-  DetachActionFromStandardStreams();
+  ProtectStandardStreams();
   EndBy(nothing != 0 && DeviceOf(stream) == nothing);
 }
 
@@ -39,7 +39,7 @@ TEST(StandardStreamsDeathTest, AClosedStreamLeadsToNothing) {
 [[noreturn]] void DetachWithAll() {
   const int free_before = ::dup(STDIN_FILENO);
   ::close(free_before);
-  DetachActionFromStandardStreams();
+  ProtectStandardStreams();
   EndBy(::dup(STDIN_FILENO) == free_before);
 }
 
@@ -48,7 +48,7 @@ TEST(StandardStreamsDeathTest, OpenStreamsAreLeftAlone) {
 }
 
 [[noreturn]] void WriteToAPipeThatNobodyReads() {
-  DetachActionFromStandardStreams();
+  ProtectStandardStreams();
   std::array<int, 2> ends{};
   EXPECT_EQ(::pipe(ends.data()), 0);
   ::close(ends[0]);
@@ -61,7 +61,7 @@ TEST(StandardStreamsDeathTest, AReaderThatGoesAwayIsSurvived) {
 
 [[noreturn]] void DetachWhereTheSignalIsIgnored() {
   std::signal(SIGPIPE, SIG_IGN);
-  DetachActionFromStandardStreams();
+  ProtectStandardStreams();
   EndBy(std::signal(SIGPIPE, SIG_DFL) == SIG_IGN);
 }
 

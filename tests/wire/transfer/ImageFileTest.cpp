@@ -158,24 +158,6 @@ TEST_F(ImageFileTest, ASecondImageReplacesTheFirst) {
   EXPECT_EQ(Sendable(7), "second\xFF");
 }
 
-TEST(ImageArraySizeTest, IsTwiceTheLengthButNeverLessThanWholeBlocks) {
-  EXPECT_EQ(ImageArraySize(0), 0U);
-  EXPECT_EQ(ImageArraySize(1), 1024U);
-  EXPECT_EQ(ImageArraySize(511), 1024U);
-  EXPECT_EQ(ImageArraySize(512), 1024U);
-  EXPECT_EQ(ImageArraySize(513), 1026U);
-  EXPECT_EQ(ImageArraySize(1024), 2048U);
-  EXPECT_EQ(ImageArraySize(1025), 2050U);
-  EXPECT_EQ(ImageArraySize(262144), 524288U);
-  EXPECT_EQ(ImageArraySize(0x7FFFFFFF), 0xFFFFFFFEU);
-}
-
-TEST(ImageArraySizeTest, HoldsTheImageWhereTwiceItsLengthWraps) {
-  EXPECT_EQ(ImageArraySize(0x80000000), 0x80000000U);
-  EXPECT_EQ(ImageArraySize(0x80000001), 0x80000400U);
-  EXPECT_EQ(ImageArraySize(0xFFFFFFFF), 0x100000000U);
-}
-
 #ifndef __SANITIZE_ADDRESS__
 // Runs in a process of its own, whose largest resident size must stay below 80 MiB for an image of
 // 64 MiB.

@@ -1,4 +1,4 @@
-#include "front_end/CommandTable.h"
+#include "front_end/Commands.h"
 
 #include <algorithm>
 #include <array>
@@ -10,7 +10,7 @@ namespace {
 
 using Lines = std::vector<std::string>;
 
-Lines NoLinesUnlessFailed(bool succeeded, const char* failure) {
+Lines RequireSuccess(bool succeeded, const char* failure) {
   if (!succeeded) {
     throw std::runtime_error(failure);
   }
@@ -18,15 +18,15 @@ Lines NoLinesUnlessFailed(bool succeeded, const char* failure) {
 }
 
 Lines PingBootloader(IBootLoader& client) {
-  return NoLinesUnlessFailed(client.PingBootloader() != 0, "Bootloader doesn't respond. Exiting  ");
+  return RequireSuccess(client.PingBootloader() != 0, "Bootloader doesn't respond. Exiting  ");
 }
 
 Lines PingApplication(IBootLoader& client) {
-  return NoLinesUnlessFailed(client.PingApplication() != 0, "Application doesn't respond. Exiting");
+  return RequireSuccess(client.PingApplication() != 0, "Application doesn't respond. Exiting");
 }
 
 Lines Calibrate(IBootLoader& client) {
-  return NoLinesUnlessFailed(client.Calibrate() != 0, "Calibration failed. Exiting");
+  return RequireSuccess(client.Calibrate() != 0, "Calibration failed. Exiting");
 }
 
 template <void (IBootLoader::*kOperation)()>
@@ -45,7 +45,7 @@ Lines ApplicationCommand(IBootLoader& client) {
   return {client.SendApplicationCommand(kCode)};
 }
 
-// The fourth and the sixth field are not shown; meant so.
+// Deliberate: the fourth and the sixth field are not shown.
 template <DeviceInfos (IBootLoader::*kRead)()>
 Lines DeviceInformation(IBootLoader& client) {
   const DeviceInfos infos = (client.*kRead)();
@@ -61,7 +61,7 @@ constexpr std::array<Command, 13> kCommands = {{
     {0x37, "BL_CMD_HW_INFO", "BL_CMD_HW_INFO", kPlain, BootloaderCommand<0x37>},
     {0x38, "BL_CMD_BL_INFO", "BL_CMD_BL_INFO", kPlain, BootloaderCommand<0x38>},
     {0x39, "BL_CMD_APP_INFO", "BL_CMD_APP_INFO", kPlain, BootloaderCommand<0x39>},
-    // One code with two labels: it always goes to the application; meant so.
+    // Deliberate: one code with two labels, which always goes to the application.
     {0x62, "BL_CMD_SAFE_BOOT_STATUS", "APP_CMD_SAFE_BOOT_STATUS", kPlain, ApplicationCommand<0x62>},
     {0x100, "BL_CMD_DEVICE_INFO", "BL_CMD_DEVICE_INFO", kPlain,
      DeviceInformation<&IBootLoader::ReadBootloaderInfos>},
@@ -73,7 +73,7 @@ constexpr std::array<Command, 13> kCommands = {{
      ApplicationCommand<0x62>},
     {0x200, "APP_CMD_DEVICE_INFO", "APP_CMD_DEVICE_INFO", kPlain,
      DeviceInformation<&IBootLoader::ReadApplicationInfos>},
-    // The spelling of the progress message is the one that scripts know; meant so.
+    // Deliberate: the spelling of the progress message is the one that scripts know.
     {0x110, "APP_CMD_RESTORE_DEFAULT_PARAMETERS", "RESTORE_DEFAULT_PARAMTERS", kPlain,
      Run<&IBootLoader::RestoreDefaultParameters>},
 }};
@@ -83,8 +83,7 @@ constexpr std::array<Command, 13> kCommands = {{
 std::span<const Command> Commands() { return kCommands; }
 
 const Command* FindCommand(std::uint32_t code) {
-  const auto* command = std::find_if(kCommands.begin(), kCommands.end(),
-                                     [code](const Command& row) { return row.code == code; });
+  const auto* command = std::ranges::find(kCommands, code, &Command::code);
   return command == kCommands.end() ? nullptr : command;
 }
 

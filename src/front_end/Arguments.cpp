@@ -1,11 +1,9 @@
-#include "front_end/OptionValues.h"
+#include "front_end/Arguments.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <stdexcept>
-#include <string>
-
-#include "front_end/Arguments.h"
 
 namespace kvo::bootloadertms {
 
@@ -24,6 +22,23 @@ std::uint32_t ParseHexadecimal(const std::string& text, const std::string& if_em
 }
 
 }  // namespace
+
+ArgumentList::ArgumentList(int argc, const char* const* argv) : arguments_(argv + 1, argv + argc) {}
+
+bool ArgumentList::HasOption(const std::string& option) const {
+  return std::ranges::find(arguments_, option) != arguments_.end();
+}
+
+const std::string& ArgumentList::GetOption(const std::string& option) const {
+  static const std::string kNothing;
+  const auto found = std::ranges::find(arguments_, option);
+  if (found == arguments_.end() || found + 1 == arguments_.end()) {
+    return kNothing;
+  }
+  return *(found + 1);
+}
+
+const std::string& ArgumentList::At(std::size_t index) const { return arguments_.at(index); }
 
 std::uint32_t ParseBaudRate(const ArgumentList& arguments) {
   const std::string& text = arguments.At(option::kBaudRate);
