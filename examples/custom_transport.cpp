@@ -4,9 +4,10 @@
 //   custom_transport HOST:PORT IMAGE
 //   custom_transport 192.0.2.7:4000 fw_tv.bin
 //
-// A serial server can be another Linux machine; the speed of the line is set there:
+// A serial server can be another Linux machine; the speed of the line is set there. Whoever reaches
+// the address that it listens on may flash the board, so it is to be one of a network you trust:
 //
-//   socat TCP-LISTEN:4000,reuseaddr,nodelay FILE:/dev/ttyUSB0,b115200,rawer
+//   socat TCP-LISTEN:4000,bind=192.0.2.7,nodelay FILE:/dev/ttyUSB0,b115200,rawer
 #include <netdb.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>

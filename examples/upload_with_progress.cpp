@@ -5,9 +5,11 @@
 //   upload_with_progress /dev/ttyUSB0 1000000 fw_tv.bin
 //
 // The way: `SetTransferCallback` takes a function that the upload calls with a fraction from 0.0 to
-// 1.0, once before the first block and again after each one.
+// 1.0, once before the first block and again after each one. The fraction is not the share of the
+// bytes that were sent; the comment of `TransferProgress` tells how to reckon that.
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <cstdint>
@@ -74,20 +76,28 @@ class ProgressDisplay {
 
  private:
   static constexpr int kNoStep = -1;
+  static constexpr double kBlockSize = 1024;
 
   bool HasBegun() const { return last_step_ != kNoStep; }
 
-  // As in " 28 %    81.3 KiB/s   0:07 left"; of the same width each time, so that each covers the
-  // one before.
+  // What the board has taken of the image.
+  double BytesTaken(double fraction) const {
+    const double steps = std::floor(image_size_ / kBlockSize) + 3;
+    return std::min((fraction * steps - 1) * kBlockSize, image_size_);
+  }
+
+  // As in " 42 %    81.3 KiB/s   0:07 left"; of the same width each time, so that each covers the
+  // one before. Nothing is reckoned from a single block.
   std::string Status(double fraction) const {
     std::ostringstream text;
     text << std::setw(3) << static_cast<int>(fraction * 100) << " %";
-    if (fraction > 0) {
+    const double taken = BytesTaken(fraction);
+    if (taken > 1.5 * kBlockSize) {
       const std::chrono::duration<double> elapsed = steady_clock::now() - start_;
-      const double rate = fraction * image_size_ / 1024 / elapsed.count();
-      const double seconds_left = elapsed.count() * (1 - fraction) / fraction;
-      text << std::fixed << std::setprecision(1) << std::setw(8) << rate << " KiB/s" << std::setw(7)
-           << MinutesAndSeconds(seconds_left) << " left";
+      const double rate = taken / elapsed.count();
+      const double seconds_left = (image_size_ - taken) / rate;
+      text << std::fixed << std::setprecision(1) << std::setw(8) << rate / 1024 << " KiB/s"
+           << std::setw(7) << MinutesAndSeconds(seconds_left) << " left";
     }
     return text.str();
   }

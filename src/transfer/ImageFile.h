@@ -15,8 +15,8 @@ class ImageFile {
   ImageFile& operator=(const ImageFile&) = delete;
 
   // Reads the file. Throws `std::runtime_error` "Unable to open file : " and the path when it can't
-  // be opened, and "Unable to read file : " and the path when it can't be read whole: a directory,
-  // a pipe, a read that ends too soon or too late, a length that 32 bits don't hold. After a
+  // be opened or is a pipe, and "Unable to read file : " and the path when it can't be read whole:
+  // a directory, a read that ends too soon or too late, a length that 32 bits don't hold. After a
   // failure the object is as it was.
   void Read(const std::string& path);
 
