@@ -2,12 +2,12 @@
 include(CMakePackageConfigHelpers)
 
 set(KVO_COMPONENTS program library)
-if(KVO_SIMULATOR)
+if(KVO_BUILD_SIMULATOR)
   list(APPEND KVO_COMPONENTS simulator)
 endif()
 
 install(TARGETS kvo-bootloader-tms RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT program)
-if(KVO_SIMULATOR)
+if(KVO_BUILD_SIMULATOR)
   install(TARGETS kvo-board-simulator RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT simulator)
 endif()
 
