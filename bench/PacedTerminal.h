@@ -18,12 +18,12 @@ class HungUp : public std::runtime_error {
   HungUp() : std::runtime_error("the sender has closed the line") {}
 };
 
-// The far end of a pseudo-terminal, raw, that takes the time of a line: ten bits a byte. What the
+// The far end of a pseudo-terminal, raw, that takes the time of a line: ten bits per byte. What the
 // sender has written waits in the terminal as in a driver's buffer; only when it all has passed is
 // an answer sent, and an answer takes its own time.
 //
 // It knows when a byte went on the line to within a millisecond, and exactly for the first one
-// behind an answer. How much later than due its own answers go out is counted, so that it can be
+// after an answer. How much later than due its own answers go out is counted, so that it can be
 // taken off.
 class PacedTerminal {
  public:
@@ -45,7 +45,7 @@ class PacedTerminal {
   // Sends `text` when all that was read, and the text itself, have passed the line.
   void Answer(const std::string& text);
 
-  // When the last answer went out, the first byte behind it came, and how late in all answers were.
+  // When the last answer went out, the first byte after it came, and how late in all answers were.
   TimePoint AnswerTime() const { return answer_time_; }
   TimePoint FirstByteTime() const { return first_byte_time_; }
   Duration Lateness() const { return lateness_; }

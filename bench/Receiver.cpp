@@ -16,13 +16,13 @@ const std::string kNak = "\x15";
 
 constexpr std::size_t kSmallData = 128;
 constexpr std::size_t kLargeData = 1024;
-constexpr std::size_t kBehindHeader = 2;  // number and complement
+constexpr std::size_t kAfterHeader = 2;  // number and complement
 constexpr std::size_t kChecksum = 2;
 
 constexpr std::chrono::milliseconds kAskInterval{200};
 
 struct Block {
-  std::array<std::uint8_t, kBehindHeader + kLargeData + kChecksum> bytes;
+  std::array<std::uint8_t, kAfterHeader + kLargeData + kChecksum> bytes;
 };
 
 void Require(bool condition, const char* complaint) {
@@ -58,17 +58,17 @@ void Ask(PacedTerminal& line) {
 
 void TakeSmallPacket(PacedTerminal& line) {
   Require(ReadByte(line) == kSoh, "packet 0 expected");
-  std::array<std::uint8_t, kBehindHeader + kSmallData + kChecksum> rest{};
+  std::array<std::uint8_t, kAfterHeader + kSmallData + kChecksum> rest{};
   line.Read(rest);
 }
 
-// Behind the measured part, so that it costs nothing there.
+// After the measured part, so that it costs nothing there.
 void Unpack(const std::vector<Block>& blocks, Reception& reception) {
   std::uint8_t number = 0;
   for (const Block& block : blocks) {
     ++number;
-    const std::span data(block.bytes.data() + kBehindHeader, kLargeData);
-    const auto* checksum = block.bytes.data() + kBehindHeader + kLargeData;
+    const std::span data(block.bytes.data() + kAfterHeader, kLargeData);
+    const auto* checksum = block.bytes.data() + kAfterHeader + kLargeData;
     Require(block.bytes[0] == number, "block out of sequence");
     Require((block.bytes[0] ^ block.bytes[1]) == 0xFF, "wrong complement");
     Require(Checksum(data) == (std::uint32_t{checksum[0]} << 8 | checksum[1]), "wrong checksum");

@@ -16,7 +16,7 @@ struct Reception {
   // From the request for the first block to the acknowledgement of the last one, without what the
   // receiver itself was late.
   Duration data_phase{};
-  // Between each such answer and the first byte of the block behind it.
+  // Between each such answer and the first byte of the block after it.
   std::vector<Duration> gaps;
 };
 

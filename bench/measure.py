@@ -146,7 +146,7 @@ class Upload:
         arguments = [image]
         arguments += ["--rate", rate] if rate else []
         arguments += ["--ask"] if sender == "sb" else []
-        arguments += ["--stay-behind", blocks] if blocks else []
+        arguments += ["--most-blocks", blocks] if blocks else []
         self.receiver = Receiver(shop, *arguments)
         self.run = self.start(shop, sender, image, may_fail=blocks is not None)
 
@@ -302,7 +302,7 @@ def measure_line(shop, extent, report, rate, size):
             for name, runs in results.items()}
     for name, part in (("median", 0.5), ("99th percentile", 0.99)):
         idle = {sender: percentile(values, part) for sender, values in gaps.items()}
-        report.add(f"line {rate}", f"idle behind an ACK: {name}; other: sb", "us", with_sb(idle))
+        report.add(f"line {rate}", f"idle after an ACK: {name}; other: sb", "us", with_sb(idle))
 
 
 def measure_start(shop, extent, report):

@@ -36,7 +36,7 @@ Options ReadOptions(int argc, char** argv) {
   app.add_option("--rate", options.rate, "pace the line, in bits per second");
   app.add_flag("--ask", options.asks, "ask for packet 0 without being told to");
   app.add_flag("--ping", options.answers_pings, "answer pings, receive nothing");
-  app.add_option("--stay-behind", options.most_blocks, "refuse all behind so many blocks");
+  app.add_option("--most-blocks", options.most_blocks, "refuse all after so many blocks");
   app.add_option("IMAGE", options.image, "what must arrive");
   try {
     app.parse(argc, argv);
@@ -74,7 +74,7 @@ void WaitForEnd(PacedTerminal& line) {
   } catch (const HungUp&) {
     return;
   }
-  throw std::runtime_error("the sender goes on behind the end");
+  throw std::runtime_error("the sender goes on after the end");
 }
 
 void Serve(PacedTerminal& line, const Options& options) {

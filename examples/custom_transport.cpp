@@ -90,7 +90,7 @@ void SendWithoutDelay(int socket) {
 // is kept for those who ask for it, and nothing else.
 //
 // A connection that was lost is a failure of each operation, `ReadByte` too: an upload that waits
-// for its board would not notice otherwise, and wait for ever.
+// for its board would not notice otherwise, and wait indefinitely.
 class TcpPort : public ISerialPort {
  public:
   explicit TcpPort(std::string device) : device_(std::move(device)) {}
@@ -218,7 +218,7 @@ class TcpPort : public ISerialPort {
 // The client takes over a port that is open and has its time-out.
 std::unique_ptr<ISerialPort> OpenPort(const std::string& device) {
   // The 100 ms of a local line would be too short: the network takes a packet at once, the line
-  // behind it takes a while for it, and only then can the board answer.
+  // at its other end takes a while for it, and only then can the board answer.
   constexpr std::int32_t kReadTimeoutMs = 1000;
   auto port = std::make_unique<TcpPort>(device);
   port->SetTimeout(kReadTimeoutMs);

@@ -15,7 +15,9 @@ constexpr std::array<std::uint8_t, 2> kCancelAnswer{kCan, kCan};
 
 AnswerOutcome AnswerSender::Answer(const Place& place, std::span<const std::uint8_t> right_answer) {
   const std::optional<Fault> fault = faults_.Take(place);
-  if (!fault) return SendAs(right_answer, AnswerOutcome::kTaken);
+  if (!fault) {
+    return SendAs(right_answer, AnswerOutcome::kTaken);
+  }
   trace_.Event("fault " + fault->text, stream_.Now());
   return Misbehave(*fault, right_answer);
 }

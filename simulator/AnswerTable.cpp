@@ -39,18 +39,26 @@ void AnswerTable::Give(GivenAnswer answer) { given_.insert(given_.begin(), std::
 
 void AnswerTable::SetText(std::uint8_t code, const std::string& text) {
   for (Row& row : rows_) {
-    if (row.request.code == code) row.answer.text = text;
+    if (row.request.code == code) {
+      row.answer.text = text;
+    }
   }
 }
 
 std::optional<Answer> AnswerTable::Find(BoardState runs, std::uint8_t code) const {
   for (const GivenAnswer& given : given_) {
-    if (given.request.Means(runs, code)) return Answer{given.bytes, false};
+    if (given.request.Matches(runs, code)) {
+      return Answer{given.bytes, false};
+    }
   }
-  if (IsMadeUnknown(code)) return std::nullopt;
+  if (IsMadeUnknown(code)) {
+    return std::nullopt;
+  }
   const auto row = std::ranges::find_if(
-      rows_, [runs, code](const Row& candidate) { return candidate.request.Means(runs, code); });
-  if (row == rows_.end()) return std::nullopt;
+      rows_, [runs, code](const Row& candidate) { return candidate.request.Matches(runs, code); });
+  if (row == rows_.end()) {
+    return std::nullopt;
+  }
   return row->answer;
 }
 

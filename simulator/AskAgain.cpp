@@ -14,7 +14,9 @@ AskAgain Parse(std::string_view text) {
   }
   const auto [request, times] = SplitAt('/', *rest);
   AskAgain again{Unescape(word), ParseRequest(request), 1, std::string(text)};
-  if (times) again.times = ReadTimes(*times);
+  if (times) {
+    again.times = ReadTimes(*times);
+  }
   return again;
 }
 
@@ -30,8 +32,12 @@ AskAgain ParseAskAgain(std::string_view text) {
 
 std::optional<AskAgain> AskAgainPlan::Take(BoardState runs, std::uint8_t code) {
   for (AskAgain& again : words_) {
-    if (!again.request.Means(runs, code) || again.times == 0U) continue;
-    if (again.times) --*again.times;
+    if (!again.request.Matches(runs, code) || again.times == 0U) {
+      continue;
+    }
+    if (again.times) {
+      --*again.times;
+    }
     return again;
   }
   return std::nullopt;

@@ -65,25 +65,39 @@ const std::vector<Board::Command>& Board::BootloaderCommands() {
 void Board::Serve() {
   Note(state_ == BoardState::kApplication ? "application runs" : "bootloader runs");
   while (true) {
-    if (const auto byte = stream_.ReadByte(kNever)) Serve(*byte);
+    if (const auto byte = stream_.ReadByte(kNever)) {
+      Serve(*byte);
+    }
   }
 }
 
 void Board::Serve(std::uint8_t byte) {
-  if (MayBeRepeatedClosing(byte)) return AnswerRepeatedClosing(byte);
+  if (MayBeRepeatedClosing(byte)) {
+    return AnswerRepeatedClosing(byte);
+  }
   verdict_time_.reset();
   ServeRequest(byte);
 }
 
 void Board::ServeRequest(std::uint8_t code) {
-  if (IsPingToIgnore(code)) return;
-  if (const auto again = ask_again_.Take(state_, code)) return MakeHostAskAgain(*again);
-  if (const auto answer = settings_.answers.Find(state_, code)) return Give(*answer);
-  if (settings_.answers.IsMadeUnknown(code) || !RunCommand(code)) RejectRequest(code);
+  if (IsPingToIgnore(code)) {
+    return;
+  }
+  if (const auto again = ask_again_.Take(state_, code)) {
+    return MakeHostAskAgain(*again);
+  }
+  if (const auto answer = settings_.answers.Find(state_, code)) {
+    return Give(*answer);
+  }
+  if (settings_.answers.IsMadeUnknown(code) || !RunCommand(code)) {
+    RejectRequest(code);
+  }
 }
 
 bool Board::IsPingToIgnore(std::uint8_t code) {
-  if (code != '0' || pings_to_ignore_ == 0) return false;
+  if (code != '0' || pings_to_ignore_ == 0) {
+    return false;
+  }
   --pings_to_ignore_;
   return true;
 }
@@ -104,7 +118,9 @@ void Board::Give(const Answer& answer) {
 bool Board::RunCommand(std::uint8_t code) {
   const bool application_runs = state_ == BoardState::kApplication;
   for (const Command& command : application_runs ? ApplicationCommands() : BootloaderCommands()) {
-    if (command.code != code) continue;
+    if (command.code != code) {
+      continue;
+    }
     (this->*command.handler)();
     return true;
   }
@@ -113,11 +129,15 @@ bool Board::RunCommand(std::uint8_t code) {
 
 void Board::RejectRequest(std::uint8_t code) {
   Note("unknown code " + NameOfCode(code));
-  if (state_ == BoardState::kBootloader) texts_.AnswerLine("U");
+  if (state_ == BoardState::kBootloader) {
+    texts_.AnswerLine("U");
+  }
 }
 
 void Board::StartApplication() {
-  if (!application_valid_) return Note("no valid application to start");
+  if (!application_valid_) {
+    return Note("no valid application to start");
+  }
   LoseBytesUntil(stream_.Now() + settings_.switch_time);
   Enter(BoardState::kApplication);
   Note("application started");
@@ -127,17 +147,25 @@ void Board::StartApplication() {
 void Board::StartBootloaderOrRestore() {
   const TimePoint switched = stream_.Now() + settings_.switch_time;
   RestoreSequence restore(stream_, trace_);
-  if (restore.Follow(switched) == RestoreStage::kComplete) return;
+  if (restore.Follow(switched) == RestoreStage::kComplete) {
+    return;
+  }
   const bool other_byte_is_lost = stream_.Now() < switched;
   LoseBytesUntil(switched);
   Note("bootloader started");
-  if (restore.Follow(kNever) == RestoreStage::kComplete) return Note("application runs again");
+  if (restore.Follow(kNever) == RestoreStage::kComplete) {
+    return Note("application runs again");
+  }
   Enter(BoardState::kBootloader);
-  if (restore.OtherByte() && !other_byte_is_lost) Serve(*restore.OtherByte());
+  if (restore.OtherByte() && !other_byte_is_lost) {
+    Serve(*restore.OtherByte());
+  }
 }
 
 void Board::LoseBytesUntil(TimePoint until) {
-  if (stream_.Now() < until) stream_.DiscardUntil(until);
+  if (stream_.Now() < until) {
+    stream_.DiscardUntil(until);
+  }
 }
 
 void Board::Enter(BoardState state) {
@@ -151,10 +179,14 @@ void Board::ReceiveImage() {
   Note("receiving an image");
   YmodemReceiver receiver(stream_, packet_zero_, answers_, trace_, settings_.times);
   const Reception reception = receiver.Receive();
-  if (reception.blocks > 0) application_valid_ = false;
+  if (reception.blocks > 0) {
+    application_valid_ = false;
+  }
   Note("reception ended: " + NameOf(reception.end) + ", " + std::to_string(reception.image.size()) +
        " bytes");
-  if (reception.end != ReceptionEnd::kComplete) return;
+  if (reception.end != ReceptionEnd::kComplete) {
+    return;
+  }
   verdict_ = Judge(reception);
   GiveVerdict();
 }
@@ -176,7 +208,9 @@ bool Board::Keep(std::span<const std::uint8_t> image) {
 void Board::GiveVerdict() {
   const auto answer = static_cast<std::uint8_t>(verdict_);
   const AnswerOutcome outcome = answers_.Answer({PlaceKind::kVerdict}, std::span(&answer, 1));
-  if (outcome == AnswerOutcome::kTaken && verdict_ == 'O') application_valid_ = true;
+  if (outcome == AnswerOutcome::kTaken && verdict_ == 'O') {
+    application_valid_ = true;
+  }
   verdict_time_ = stream_.Now();
 }
 
@@ -190,8 +224,12 @@ void Board::AnswerRepeatedClosing(std::uint8_t first_byte) {
   constexpr std::uint8_t kAcknowledge = kAck;
   PacketReader reader(stream_, settings_.times.longest_gap);
   const SenderEvent event = reader.ReadPacketAfter(first_byte);
-  if (event.kind != SenderEventKind::kPacket || event.number != 0) return;
-  if (!packet_zero_.IsClosing(event.data)) return;
+  if (event.kind != SenderEventKind::kPacket || event.number != 0) {
+    return;
+  }
+  if (!packet_zero_.IsClosing(event.data)) {
+    return;
+  }
   if (answers_.Answer({PlaceKind::kClosing}, std::span(&kAcknowledge, 1)) ==
       AnswerOutcome::kTaken) {
     GiveVerdict();

@@ -38,7 +38,7 @@ struct BoardSettings {
 using ImageKeeper = std::function<void(std::span<const std::uint8_t> image)>;
 
 // The board: runs its application or its bootloader and answers the commands of the host. Borrows
-// the stream, the trace and `complaints`, to which it tells, a line each, what went wrong here.
+// the stream, the trace and `complaints`, to which it tells what went wrong here, one line each.
 class Board {
  public:
   Board(ByteStream& stream, BoardSettings settings, std::vector<Fault> faults, ImageKeeper keeper,

@@ -26,7 +26,9 @@ constexpr std::array<Row, 7> kRows{{
 
 std::optional<BoardNames> FindBoard(std::string_view key) {
   for (const Row& row : kRows) {
-    if (row.key != key) continue;
+    if (row.key != key) {
+      continue;
+    }
     return BoardNames{std::string(row.board), std::string(row.application),
                       std::string(row.version)};
   }
@@ -36,7 +38,9 @@ std::optional<BoardNames> FindBoard(std::string_view key) {
 std::vector<std::string> BoardKeys() {
   std::vector<std::string> keys;
   keys.reserve(kRows.size());
-  for (const Row& row : kRows) keys.emplace_back(row.key);
+  for (const Row& row : kRows) {
+    keys.emplace_back(row.key);
+  }
   return keys;
 }
 

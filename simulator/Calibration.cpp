@@ -5,7 +5,9 @@
 namespace kvo::boardsimulator {
 
 void Calibration::Run() {
-  if (settings_.refused) return trace_.Event("calibration refused", stream_.Now());
+  if (settings_.refused) {
+    return trace_.Event("calibration refused", stream_.Now());
+  }
   trace_.Event("calibration started", stream_.Now());
   texts_.AnswerLine("KVO_CMD_CALIBRATE");
   const bool finished = Report();
@@ -16,7 +18,9 @@ void Calibration::Run() {
 // Returns whether it came to its end.
 bool Calibration::Report() {
   for (std::uint32_t line = 1; !settings_.lines || line <= *settings_.lines; ++line) {
-    if (!SendLine("calibration step " + std::to_string(line))) return false;
+    if (!SendLine("calibration step " + std::to_string(line))) {
+      return false;
+    }
   }
   return SendLine("---");
 }
@@ -25,7 +29,9 @@ bool Calibration::Report() {
 bool Calibration::SendLine(const std::string& line) {
   const std::uint64_t departures = stream_.Departures();
   stream_.DiscardUntil(stream_.Now() + settings_.interval);
-  if (stream_.Departures() != departures) return false;
+  if (stream_.Departures() != departures) {
+    return false;
+  }
   texts_.ReportLine(line);
   return true;
 }

@@ -6,7 +6,7 @@
 
 namespace kvo::boardsimulator {
 
-// Reads a file of options, one name=value a line. What stands after the '=' is the value as a
+// Reads a file of options, one name=value per line. What stands after the '=' is the value as a
 // whole, so that texts with blanks, commas or '#' need no care; blanks around it are dropped, and
 // so are quotes around it.
 class ConfigFile : public CLI::ConfigBase {

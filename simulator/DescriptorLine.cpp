@@ -31,15 +31,23 @@ DescriptorLine::DescriptorLine(UniqueDescriptor socket, int stop_descriptor)
 DescriptorLine::DescriptorLine(UniqueDescriptor input, UniqueDescriptor output, int stop_descriptor)
     : input_(std::move(input)), output_(std::move(output)), stop_descriptor_(stop_descriptor) {
   MakeNonBlocking(input_.Get());
-  if (output_.Get() >= 0) MakeNonBlocking(output_.Get());
+  if (output_.Get() >= 0) {
+    MakeNonBlocking(output_.Get());
+  }
 }
 
 std::size_t DescriptorLine::Read(std::span<std::uint8_t> into, TimePoint until) {
   while (WaitForEvents(input_.Get(), POLLIN, stop_descriptor_, until) != 0) {
     const ssize_t count = ::read(input_.Get(), into.data(), into.size());
-    if (count > 0) return static_cast<std::size_t>(count);
-    if (count == 0 || IsGone(errno)) throw ServingEnded(EndReason::kPeerClosed);
-    if (!IsPassing(errno)) throw SystemFailure("cannot read from the line");
+    if (count > 0) {
+      return static_cast<std::size_t>(count);
+    }
+    if (count == 0 || IsGone(errno)) {
+      throw ServingEnded(EndReason::kPeerClosed);
+    }
+    if (!IsPassing(errno)) {
+      throw SystemFailure("cannot read from the line");
+    }
   }
   return 0;
 }
@@ -52,14 +60,20 @@ void DescriptorLine::Write(std::span<const std::uint8_t> bytes) {
       bytes = bytes.subspan(static_cast<std::size_t>(count));
       continue;
     }
-    if (IsGone(errno)) throw ServingEnded(EndReason::kPeerClosed);
-    if (!IsPassing(errno)) throw SystemFailure("cannot write to the line");
+    if (IsGone(errno)) {
+      throw ServingEnded(EndReason::kPeerClosed);
+    }
+    if (!IsPassing(errno)) {
+      throw SystemFailure("cannot write to the line");
+    }
     WaitForEvents(descriptor, POLLOUT, stop_descriptor_, kNever);
   }
 }
 
 void DescriptorLine::WaitUntil(TimePoint until) {
-  if (until > Now()) WaitForEvents(-1, 0, stop_descriptor_, until);
+  if (until > Now()) {
+    WaitForEvents(-1, 0, stop_descriptor_, until);
+  }
 }
 
 }  // namespace kvo::boardsimulator

@@ -12,7 +12,9 @@ namespace fs = std::filesystem;
 void RemoveStaleLink(const fs::path& path) {
   std::error_code error;
   const fs::file_status status = fs::symlink_status(path, error);
-  if (!fs::exists(status)) return;
+  if (!fs::exists(status)) {
+    return;
+  }
   if (!fs::is_symlink(status)) {
     throw std::runtime_error("cannot make the link " + path.string() +
                              ": something that is not a symbolic link stands there");
@@ -35,7 +37,9 @@ DeviceLink::DeviceLink(fs::path path, fs::path device)
 DeviceLink::~DeviceLink() {
   std::error_code error;
   const fs::path target = fs::read_symlink(path_, error);
-  if (!error && target == device_) fs::remove(path_, error);
+  if (!error && target == device_) {
+    fs::remove(path_, error);
+  }
 }
 
 }  // namespace kvo::boardsimulator

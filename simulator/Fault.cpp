@@ -36,7 +36,9 @@ Kind Find(const std::array<Name<Kind>, kCount>& names, std::string_view name,
           const std::string& what) {
   std::string known;
   for (const Name<Kind>& candidate : names) {
-    if (candidate.text == name) return candidate.kind;
+    if (candidate.text == name) {
+      return candidate.kind;
+    }
     known += (known.empty() ? "" : ", ") + std::string(candidate.text);
   }
   throw std::invalid_argument("unknown " + what + " '" + std::string(name) +
@@ -44,7 +46,9 @@ Kind Find(const std::array<Name<Kind>, kCount>& names, std::string_view name,
 }
 
 std::uint8_t NeedHexByte(std::string_view digits) {
-  if (const auto byte = ReadHexByte(digits)) return *byte;
+  if (const auto byte = ReadHexByte(digits)) {
+    return *byte;
+  }
   throw std::invalid_argument("'byte' needs two hexadecimal digits, as in byte=46");
 }
 
@@ -75,11 +79,15 @@ Fault Parse(std::string_view text) {
   Fault fault;
   fault.text = text;
   const auto [action, rest] = SplitAt('@', text);
-  if (!rest) throw std::invalid_argument("no '@', expected ACTION@PLACE[/TIMES]");
+  if (!rest) {
+    throw std::invalid_argument("no '@', expected ACTION@PLACE[/TIMES]");
+  }
   const auto [place, times] = SplitAt('/', *rest);
   ParseAction(action, fault);
   ParsePlace(place, fault);
-  if (times) fault.times = ReadTimes(*times);
+  if (times) {
+    fault.times = ReadTimes(*times);
+  }
   if (fault.action == FaultAction::kAskAgain && fault.place.kind == PlaceKind::kStart) {
     throw std::invalid_argument(
         "at the start 'C' is the right answer, this fault would change nothing");

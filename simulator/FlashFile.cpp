@@ -35,7 +35,9 @@ void RefuseWhatIsNoFile(const std::string& path) {
 void WriteFlashFile(const std::string& path, std::span<const std::uint8_t> image) {
   RefuseWhatIsNoFile(path);
   const std::string unfinished = path + ".part";
-  if (WriteWhole(unfinished, image) && std::rename(unfinished.c_str(), path.c_str()) == 0) return;
+  if (WriteWhole(unfinished, image) && std::rename(unfinished.c_str(), path.c_str()) == 0) {
+    return;
+  }
   const std::string reason = std::strerror(errno);
   std::error_code ignored;
   std::filesystem::remove(unfinished, ignored);

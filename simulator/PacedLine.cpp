@@ -32,10 +32,14 @@ std::chrono::nanoseconds PacedLine::LineTime(std::size_t bytes) const {
 }
 
 std::size_t PacedLine::Read(std::span<std::uint8_t> into, TimePoint until) {
-  if (travelling_.empty() && !PutGroupOnLine(until)) return 0;
+  if (travelling_.empty() && !PutGroupOnLine(until)) {
+    return 0;
+  }
   const TimePoint due = std::max(arrival_, line_.Now());
   line_.WaitUntil(std::min(due, until));
-  if (arrival_ > line_.Now()) return 0;
+  if (arrival_ > line_.Now()) {
+    return 0;
+  }
   lateness_ = line_.Now() - due;
   const std::size_t count = std::min(into.size(), travelling_.size());
   std::copy_n(travelling_.begin(), count, into.begin());
@@ -52,7 +56,9 @@ bool PacedLine::PutGroupOnLine(TimePoint until) {
     count = line_.Read(group_, until);
     last_seen_empty_ = line_.Now();
   }
-  if (count == 0) return false;
+  if (count == 0) {
+    return false;
+  }
   travelling_ = std::span(group_).first(count);
   arrival_ = std::max(arrival_, last_seen_empty_) + LineTime(count);
   return true;

@@ -6,7 +6,7 @@
 
 namespace kvo::boardsimulator {
 
-// Slows a line down to the pace of a real one: 8N1, ten bits a byte, each direction on its own.
+// Slows a line down to the pace of a real one: 8N1, ten bits per byte, each direction on its own.
 // Towards the board bytes come in groups of about a millisecond of line time, each group when its
 // last byte has passed. Towards the host up to 64 bytes of one answer come together, which is how
 // a USB adapter hands them over.

@@ -28,11 +28,15 @@ SenderEvent OfKind(SenderEventKind kind) {
 
 // `rest`: all bytes of the packet but the first.
 SenderEvent JudgePacket(std::span<const std::uint8_t> rest) {
-  if ((rest[0] ^ rest[1]) != 0xFF) return BadPacket(PacketDefect::kWrongComplement);
+  if ((rest[0] ^ rest[1]) != 0xFF) {
+    return BadPacket(PacketDefect::kWrongComplement);
+  }
   const auto data = rest.subspan(kNumberSize, rest.size() - kNumberSize - kCrcSize);
   const auto crc = rest.last(kCrcSize);
   const unsigned int sent_crc = static_cast<unsigned int>(crc[0]) * 256U + crc[1];
-  if (sent_crc != Crc16(data)) return BadPacket(PacketDefect::kWrongChecksum);
+  if (sent_crc != Crc16(data)) {
+    return BadPacket(PacketDefect::kWrongChecksum);
+  }
   SenderEvent event = OfKind(SenderEventKind::kPacket);
   event.number = rest[0];
   event.data.assign(data.begin(), data.end());
@@ -43,15 +47,23 @@ SenderEvent JudgePacket(std::span<const std::uint8_t> rest) {
 
 SenderEvent PacketReader::Next(TimePoint until) {
   const auto byte = stream_.ReadByte(until);
-  if (!byte) return OfKind(SenderEventKind::kNothing);
-  if (*byte == kCan) return JudgeCancel();
+  if (!byte) {
+    return OfKind(SenderEventKind::kNothing);
+  }
+  if (*byte == kCan) {
+    return JudgeCancel();
+  }
   cancel_began_ = false;
-  if (*byte == kSoh || *byte == kStx) return ReadPacketAfter(*byte);
+  if (*byte == kSoh || *byte == kStx) {
+    return ReadPacketAfter(*byte);
+  }
   return OfKind(*byte == kEot ? SenderEventKind::kEndOfFile : SenderEventKind::kNoise);
 }
 
 SenderEvent PacketReader::JudgeCancel() {
-  if (!std::exchange(cancel_began_, true)) return OfKind(SenderEventKind::kNoise);
+  if (!std::exchange(cancel_began_, true)) {
+    return OfKind(SenderEventKind::kNoise);
+  }
   cancel_began_ = false;
   return OfKind(SenderEventKind::kCancel);
 }
@@ -60,7 +72,9 @@ SenderEvent PacketReader::ReadPacketAfter(std::uint8_t first_byte) {
   std::vector<std::uint8_t> rest(kNumberSize + DataSize(first_byte) + kCrcSize);
   for (std::uint8_t& place : rest) {
     const auto byte = stream_.ReadByte(stream_.Now() + longest_gap_);
-    if (!byte) return BadPacket(PacketDefect::kCutShort);
+    if (!byte) {
+      return BadPacket(PacketDefect::kCutShort);
+    }
     place = *byte;
   }
   return JudgePacket(rest);

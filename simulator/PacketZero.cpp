@@ -26,13 +26,21 @@ std::string TextIn(std::span<const std::uint8_t> field) {
 
 std::optional<std::uint64_t> ReadLength(std::span<const std::uint8_t> field) {
   const std::string digits = TextIn(field);
-  if (digits.empty() || digits.size() > kMostLengthDigits) return std::nullopt;
-  if (digits.size() > 1 && digits.front() == '0') return std::nullopt;
-  if (!IsZero(field.subspan(digits.size()))) return std::nullopt;
+  if (digits.empty() || digits.size() > kMostLengthDigits) {
+    return std::nullopt;
+  }
+  if (digits.size() > 1 && digits.front() == '0') {
+    return std::nullopt;
+  }
+  if (!IsZero(field.subspan(digits.size()))) {
+    return std::nullopt;
+  }
   std::uint64_t length = 0;
   const char* const end = digits.data() + digits.size();
   const auto [stop, error] = std::from_chars(digits.data(), end, length);
-  if (stop != end || error != std::errc()) return std::nullopt;
+  if (stop != end || error != std::errc()) {
+    return std::nullopt;
+  }
   return length;
 }
 
@@ -52,7 +60,9 @@ std::string WithoutPieceBlanks(const std::string& text) {
 bool HasPieceBlanks(const std::string& text) {
   for (std::size_t blank = kIdentificationPieceSize; blank < text.size();
        blank += kIdentificationPieceSize + 1) {
-    if (text[blank] != ' ') return false;
+    if (text[blank] != ' ') {
+      return false;
+    }
   }
   return true;
 }
@@ -65,11 +75,17 @@ BoardPacketZero::BoardPacketZero(BoardNames names, std::string identification)
     : names_(std::move(names)), identification_(std::move(identification)) {}
 
 PacketZeroJudgement BoardPacketZero::Judge(std::span<const std::uint8_t> data) const {
-  if (data.size() != kPacketZeroSize) return Refusal("not 128 bytes of data");
+  if (data.size() != kPacketZeroSize) {
+    return Refusal("not 128 bytes of data");
+  }
   const auto length = ReadLength(data.first(kTargetOffset));
-  if (!length) return Refusal("no sound length");
+  if (!length) {
+    return Refusal("no sound length");
+  }
   const auto target = data.subspan(kTargetOffset);
-  if (IsOwnIdentification(target)) return {length, ""};
+  if (IsOwnIdentification(target)) {
+    return {length, ""};
+  }
   const std::string objection = ObjectionToNames(target);
   return objection.empty() ? PacketZeroJudgement{length, ""} : Refusal(objection);
 }

@@ -93,7 +93,7 @@ void AddLineOptions(CLI::App& app, SimulatorOptions& options) {
       ->excludes("--link");
   AddNumber(app,
             {"--line-rate", "BAUD",
-             "Pace both directions as a line of this rate, ten bits a byte (default: as fast as it "
+             "Pace both directions as a line of this rate, ten bits per byte (default: as fast as it "
              "goes)"},
             1, kLargestCount, [&options](std::uint32_t rate) { options.line_rate = rate; });
   app.add_option("--flash", options.flash, "Write each good image to this file, before the verdict")
@@ -106,7 +106,7 @@ void AddConfigOption(CLI::App& app) {
   app.config_formatter(std::make_shared<ConfigFile>());
   app.allow_config_extras(CLI::config_extras_mode::error);
   app.set_config("--config", "",
-                 "Read further options from this file, one name=value a line; those of the command "
+                 "Read further options from this file, one name=value per line; those of the command "
                  "line come first")
       ->type_name("FILE");
 }

@@ -16,12 +16,14 @@ namespace kvo::boardsimulator {
 namespace {
 
 // How often to look whether a host has opened the slave end: poll(2) reports a terminal without a
-// host at once and for ever, so it cannot do the waiting.
+// host at once and from then on, so it cannot do the waiting.
 constexpr std::chrono::milliseconds kHostCheckInterval{2};
 
 int OpenMaster() {
   const int master = ::posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
-  if (master < 0) throw SystemFailure("cannot open a pseudo-terminal");
+  if (master < 0) {
+    throw SystemFailure("cannot open a pseudo-terminal");
+  }
   return master;
 }
 
@@ -44,28 +46,42 @@ PseudoTerminal::PseudoTerminal(int stop_descriptor)
 std::size_t PseudoTerminal::Read(std::span<std::uint8_t> into, TimePoint until) {
   while (true) {
     const int events = WaitForEvents(master_.Get(), POLLIN, stop_descriptor_, until);
-    if ((events & POLLHUP) == 0) host_seen_ = true;
-    if (events == 0) return 0;
+    if ((events & POLLHUP) == 0) {
+      host_seen_ = true;
+    }
+    if (events == 0) {
+      return 0;
+    }
     const std::size_t count = (events & POLLIN) != 0 ? ReadWhatIsThere(into) : 0;
     if (count > 0) {
       host_seen_ = true;
       return count;
     }
-    if ((events & POLLHUP) != 0) NoteThatHostIsGone();
-    if (Now() >= until) return 0;
+    if ((events & POLLHUP) != 0) {
+      NoteThatHostIsGone();
+    }
+    if (Now() >= until) {
+      return 0;
+    }
     WaitUntil(std::min(until, Now() + kHostCheckInterval));
   }
 }
 
 std::size_t PseudoTerminal::ReadWhatIsThere(std::span<std::uint8_t> into) {
   const ssize_t count = ::read(master_.Get(), into.data(), into.size());
-  if (count >= 0) return static_cast<std::size_t>(count);
-  if (errno == EIO || errno == EAGAIN || errno == EINTR) return 0;
+  if (count >= 0) {
+    return static_cast<std::size_t>(count);
+  }
+  if (errno == EIO || errno == EAGAIN || errno == EINTR) {
+    return 0;
+  }
   throw SystemFailure("cannot read from the pseudo-terminal");
 }
 
 void PseudoTerminal::NoteThatHostIsGone() {
-  if (!host_seen_) return;
+  if (!host_seen_) {
+    return;
+  }
   host_seen_ = false;
   ++departures_;
   ForgetWhatHostLeft();
@@ -86,7 +102,9 @@ bool PseudoTerminal::IsHostGone() const {
 }
 
 void PseudoTerminal::Write(std::span<const std::uint8_t> bytes) {
-  if (IsHostGone()) return;
+  if (IsHostGone()) {
+    return;
+  }
   while (!bytes.empty()) {
     const ssize_t count = ::write(master_.Get(), bytes.data(), bytes.size());
     if (count > 0) {
@@ -100,7 +118,9 @@ void PseudoTerminal::Write(std::span<const std::uint8_t> bytes) {
 }
 
 void PseudoTerminal::WaitUntil(TimePoint until) {
-  if (until > Now()) WaitForEvents(-1, 0, stop_descriptor_, until);
+  if (until > Now()) {
+    WaitForEvents(-1, 0, stop_descriptor_, until);
+  }
 }
 
 }  // namespace kvo::boardsimulator

@@ -23,7 +23,9 @@ std::uint8_t ParseCode(std::string_view text) {
     return static_cast<std::uint8_t>(text.front());
   }
   if (text.starts_with("0x")) {
-    if (const auto code = ReadHexByte(text.substr(2))) return *code;
+    if (const auto code = ReadHexByte(text.substr(2))) {
+      return *code;
+    }
   }
   throw std::invalid_argument("'" + std::string(text) +
                               "' is no code, expected one printable character or 0xHH, with "
@@ -34,7 +36,9 @@ std::uint8_t ParseCode(std::string_view text) {
 
 Request ParseRequest(std::string_view text) {
   for (const Prefix& prefix : kPrefixes) {
-    if (!text.starts_with(prefix.text)) continue;
+    if (!text.starts_with(prefix.text)) {
+      continue;
+    }
     return {prefix.asked, ParseCode(text.substr(prefix.text.size()))};
   }
   return {std::nullopt, ParseCode(text)};
@@ -42,7 +46,9 @@ Request ParseRequest(std::string_view text) {
 
 std::string NameOfCode(std::uint8_t code) {
   constexpr std::string_view kDigits = "0123456789abcdef";
-  if (IsPrintable(code)) return {'\'', static_cast<char>(code), '\''};
+  if (IsPrintable(code)) {
+    return {'\'', static_cast<char>(code), '\''};
+  }
   return {'0', 'x', kDigits[code >> 4U], kDigits[code & 0x0FU]};
 }
 

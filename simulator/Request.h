@@ -9,12 +9,12 @@
 
 namespace kvo::boardsimulator {
 
-// A request of the host, one byte, and whom it must reach to be meant.
+// A request of the host, one byte, and which program it is for.
 struct Request {
   std::optional<BoardState> asked;  // nothing: whichever runs
   std::uint8_t code = 0;
 
-  bool Means(BoardState runs, std::uint8_t arrived) const {
+  bool Matches(BoardState runs, std::uint8_t arrived) const {
     return code == arrived && asked.value_or(runs) == runs;
   }
 };

@@ -18,7 +18,7 @@ enum class RestoreStage {
 
 // The bytes 'Q' '6' 't' 'C' 'R' 'L', some time apart, which tell the application to restore its
 // default parameters. The 'Q' alone asks for the bootloader, so only what follows tells which of
-// the two was meant. Tells the trace how a sequence that has begun ends. Borrows everything.
+// the two it was. Tells the trace how a sequence that has begun ends. Borrows everything.
 class RestoreSequence {
  public:
   // To be made when the 'Q' has been read.

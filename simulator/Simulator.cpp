@@ -19,7 +19,9 @@ namespace {
 constexpr const char* kMessagePrefix = "kvo-board-simulator: ";
 
 ImageKeeper KeeperInto(const std::string& path) {
-  if (path.empty()) return [](std::span<const std::uint8_t>) {};
+  if (path.empty()) {
+    return [](std::span<const std::uint8_t>) {};
+  }
   return [path](std::span<const std::uint8_t> image) { WriteFlashFile(path, image); };
 }
 
@@ -39,9 +41,13 @@ EndReason ServeThroughLayers(Line& terminal, const SimulatorOptions& options, Tr
                              std::ostream& err) {
   Line* line = &terminal;
   std::optional<PacedLine> paced;
-  if (options.line_rate) line = &paced.emplace(*line, *options.line_rate);
+  if (options.line_rate) {
+    line = &paced.emplace(*line, *options.line_rate);
+  }
   std::optional<TracedLine> traced;
-  if (!options.trace.empty()) line = &traced.emplace(*line, trace);
+  if (!options.trace.empty()) {
+    line = &traced.emplace(*line, trace);
+  }
   return ServeOn(*line, options, trace, err);
 }
 
@@ -49,7 +55,9 @@ EndReason ServeThroughLayers(Line& terminal, const SimulatorOptions& options, Tr
 void Serve(Line& line, const std::string& path, const SimulatorOptions& options, Trace& trace,
            std::ostream& out, std::ostream& err) {
   out << path << std::endl;
-  if (!out) throw std::runtime_error("cannot tell the device's path");
+  if (!out) {
+    throw std::runtime_error("cannot tell the device's path");
+  }
   if (ServeThroughLayers(line, options, trace, err) == EndReason::kHangUp) {
     trace.Event("hung up", line.Now());
     err << kMessagePrefix << "hung up, as a fault asked for" << std::endl;
@@ -68,7 +76,9 @@ void Run(const SimulatorOptions& options, std::ostream& out, std::ostream& err) 
   }
   PseudoTerminal terminal(stop_signals.Descriptor());
   std::optional<DeviceLink> link;
-  if (!options.link.empty()) link.emplace(options.link, terminal.SlavePath());
+  if (!options.link.empty()) {
+    link.emplace(options.link, terminal.SlavePath());
+  }
   Serve(terminal, terminal.SlavePath(), options, *trace, out, err);
 }
 

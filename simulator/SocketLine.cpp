@@ -25,14 +25,18 @@ sockaddr_un AddressOf(const fs::path& path) {
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
   const std::string& text = path.native();
-  if (text.size() >= sizeof address.sun_path) throw CannotListen(path, "the path is too long");
+  if (text.size() >= sizeof address.sun_path) {
+    throw CannotListen(path, "the path is too long");
+  }
   text.copy(address.sun_path, text.size());
   return address;
 }
 
 void RemoveStaleSocket(const fs::path& path) {
   std::error_code ignored;
-  if (fs::is_socket(fs::symlink_status(path, ignored))) fs::remove(path, ignored);
+  if (fs::is_socket(fs::symlink_status(path, ignored))) {
+    fs::remove(path, ignored);
+  }
 }
 
 UniqueDescriptor ListenAt(const fs::path& path) {
@@ -68,7 +72,9 @@ std::size_t SocketLine::Read(std::span<std::uint8_t> into, TimePoint until) {
 }
 
 void SocketLine::Write(std::span<const std::uint8_t> bytes) {
-  if (!host_) return;
+  if (!host_) {
+    return;
+  }
   try {
     host_->Write(bytes);
   } catch (const ServingEnded& end) {
@@ -77,12 +83,16 @@ void SocketLine::Write(std::span<const std::uint8_t> bytes) {
 }
 
 void SocketLine::WaitUntil(TimePoint until) {
-  if (until > Now()) WaitForEvents(-1, 0, stop_descriptor_, until);
+  if (until > Now()) {
+    WaitForEvents(-1, 0, stop_descriptor_, until);
+  }
 }
 
 // Goes on without the host if it has closed its end; any other end of the serving goes on up.
 void SocketLine::LoseHost(const ServingEnded& end) {
-  if (end.Reason() != EndReason::kPeerClosed) throw end;
+  if (end.Reason() != EndReason::kPeerClosed) {
+    throw end;
+  }
   host_.reset();
   ++departures_;
 }
@@ -91,7 +101,9 @@ void SocketLine::LoseHost(const ServingEnded& end) {
 bool SocketLine::HasHost(TimePoint until) {
   while (!host_ && WaitForEvents(listener_.Get(), POLLIN, stop_descriptor_, until) != 0) {
     UniqueDescriptor host(::accept4(listener_.Get(), nullptr, nullptr, SOCK_CLOEXEC));
-    if (host.Get() >= 0) host_.emplace(std::move(host), stop_descriptor_);
+    if (host.Get() >= 0) {
+      host_.emplace(std::move(host), stop_descriptor_);
+    }
   }
   return host_.has_value();
 }

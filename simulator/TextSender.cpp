@@ -5,7 +5,9 @@
 namespace kvo::boardsimulator {
 
 void TextSender::Answer(std::string_view bytes) {
-  if (bytes.empty()) return;
+  if (bytes.empty()) {
+    return;
+  }
   stream_.Wait(manner_.delay);
   SendInPieces(bytes);
 }
@@ -16,7 +18,9 @@ void TextSender::SendInPieces(std::string_view bytes) {
     const std::string_view piece = bytes.substr(0, piece_size);
     stream_.Send(std::vector<std::uint8_t>(piece.begin(), piece.end()));
     bytes.remove_prefix(piece.size());
-    if (!bytes.empty()) stream_.Wait(manner_.piece_pause);
+    if (!bytes.empty()) {
+      stream_.Wait(manner_.piece_pause);
+    }
   }
 }
 

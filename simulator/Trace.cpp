@@ -39,24 +39,36 @@ Trace::Trace(std::unique_ptr<std::ostream> output, TimePoint start)
     : output_(std::move(output)), start_(start) {}
 
 void Trace::Bytes(Direction direction, std::span<const std::uint8_t> bytes, TimePoint when) {
-  if (!output_) return;
-  if (direction != row_direction_) EndRow();
+  if (!output_) {
+    return;
+  }
+  if (direction != row_direction_) {
+    EndRow();
+  }
   row_direction_ = direction;
   for (const std::uint8_t byte : bytes) {
-    if (row_.empty()) row_time_ = when;
+    if (row_.empty()) {
+      row_time_ = when;
+    }
     row_.push_back(byte);
-    if (row_.size() == kRowSize) EndRow();
+    if (row_.size() == kRowSize) {
+      EndRow();
+    }
   }
 }
 
 void Trace::Event(std::string_view text, TimePoint when) {
-  if (!output_) return;
+  if (!output_) {
+    return;
+  }
   EndRow();
   *output_ << Time(when) << " # " << text << std::endl;
 }
 
 void Trace::EndRow() {
-  if (!output_ || row_.empty()) return;
+  if (!output_ || row_.empty()) {
+    return;
+  }
   const char arrow = row_direction_ == Direction::kHostToBoard ? '>' : '<';
   *output_ << Time(row_time_) << ' ' << arrow << ' ' << Hex(row_) << " |" << Printable(row_) << '|'
            << std::endl;

@@ -24,7 +24,9 @@ class UniqueDescriptor {
   int Get() const { return descriptor_; }
 
   void Close() {
-    if (descriptor_ >= 0) ::close(std::exchange(descriptor_, -1));
+    if (descriptor_ >= 0) {
+      ::close(std::exchange(descriptor_, -1));
+    }
   }
 
  private:

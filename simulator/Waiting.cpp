@@ -33,10 +33,18 @@ short WaitForEvents(int descriptor, short events, int stop_descriptor, TimePoint
     std::array<pollfd, 2> polled{{{descriptor, events, 0}, {stop_descriptor, POLLIN, 0}}};
     const timespec left = TimeLeft(until);
     const int ready = ::ppoll(polled.data(), polled.size(), &left, nullptr);
-    if (ready < 0 && errno != EINTR) throw SystemFailure("cannot wait for the line");
-    if (ready > 0 && polled[1].revents != 0) throw ServingEnded(EndReason::kStopRequested);
-    if (ready > 0) return polled[0].revents;
-    if (Clock::now() >= until) return 0;
+    if (ready < 0 && errno != EINTR) {
+      throw SystemFailure("cannot wait for the line");
+    }
+    if (ready > 0 && polled[1].revents != 0) {
+      throw ServingEnded(EndReason::kStopRequested);
+    }
+    if (ready > 0) {
+      return polled[0].revents;
+    }
+    if (Clock::now() >= until) {
+      return 0;
+    }
   }
 }
 

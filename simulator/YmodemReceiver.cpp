@@ -46,7 +46,9 @@ YmodemReceiver::YmodemReceiver(ByteStream& stream, const PacketZeroPolicy& polic
 
 Reception YmodemReceiver::Receive() {
   TakeEvent(AskForPacketZero());
-  while (!end_) TakeEvent(reader_.Next(stream_.Now() + times_.silence));
+  while (!end_) {
+    TakeEvent(reader_.Next(stream_.Now() + times_.silence));
+  }
   return Result();
 }
 
@@ -63,8 +65,12 @@ SenderEvent YmodemReceiver::AskForPacketZero() {
     const TimePoint next_ask = std::min(stream_.Now() + times_.ask_interval, limit);
     while (true) {
       SenderEvent event = reader_.Next(next_ask);
-      if (event.kind == SenderEventKind::kNothing) break;
-      if (event.kind != SenderEventKind::kNoise) return event;
+      if (event.kind == SenderEventKind::kNothing) {
+        break;
+      }
+      if (event.kind != SenderEventKind::kNoise) {
+        return event;
+      }
     }
   }
   end_ = ReceptionEnd::kNobodySends;
@@ -72,7 +78,9 @@ SenderEvent YmodemReceiver::AskForPacketZero() {
 }
 
 void YmodemReceiver::TakeEvent(const SenderEvent& event) {
-  if (end_) return;
+  if (end_) {
+    return;
+  }
   switch (event.kind) {
     case SenderEventKind::kPacket:
       TakePacket(event);
@@ -109,18 +117,30 @@ void YmodemReceiver::TakePacket(const SenderEvent& packet) {
 }
 
 void YmodemReceiver::TakePacketZero(const SenderEvent& packet) {
-  if (packet.number != 0) return Abort("packet 0 expected");
+  if (packet.number != 0) {
+    return Abort("packet 0 expected");
+  }
   const PacketZeroJudgement judgement = policy_.Judge(packet.data);
-  if (!judgement.length) return Reject("packet 0 refused: " + judgement.objection);
-  if (!Answer({PlaceKind::kPacketZero}, kAcknowledgeAndAsk)) return;
+  if (!judgement.length) {
+    return Reject("packet 0 refused: " + judgement.objection);
+  }
+  if (!Answer({PlaceKind::kPacketZero}, kAcknowledgeAndAsk)) {
+    return;
+  }
   announced_ = *judgement.length;
   stage_ = Stage::kBlocks;
 }
 
 void YmodemReceiver::TakeBlock(const SenderEvent& packet) {
-  if (packet.number == NumberOnLine(blocks_)) return AnswerRepeat();
-  if (packet.number != NumberOnLine(blocks_ + 1)) return Abort("block out of sequence");
-  if (!Answer({PlaceKind::kBlock, blocks_ + 1}, kAcknowledge)) return;
+  if (packet.number == NumberOnLine(blocks_)) {
+    return AnswerRepeat();
+  }
+  if (packet.number != NumberOnLine(blocks_ + 1)) {
+    return Abort("block out of sequence");
+  }
+  if (!Answer({PlaceKind::kBlock, blocks_ + 1}, kAcknowledge)) {
+    return;
+  }
   ++blocks_;
   last_block_size_ = packet.data.size();
   StoreWhatWasAnnounced(packet.data);
@@ -143,14 +163,21 @@ void YmodemReceiver::AnswerRepeat() {
 }
 
 void YmodemReceiver::TakeEndOfFile() {
-  if (stage_ == Stage::kPacketZero) return Reject("end of file before packet 0");
-  if (Answer({PlaceKind::kEndOfFile}, kAcknowledgeAndAsk)) stage_ = Stage::kClosing;
+  if (stage_ == Stage::kPacketZero) {
+    return Reject("end of file before packet 0");
+  }
+  if (Answer({PlaceKind::kEndOfFile}, kAcknowledgeAndAsk)) {
+    stage_ = Stage::kClosing;
+  }
 }
 
 void YmodemReceiver::TakeClosing(const SenderEvent& packet) {
-  if (packet.number != 0 || !policy_.IsClosing(packet.data))
+  if (packet.number != 0 || !policy_.IsClosing(packet.data)) {
     return Abort("closing packet expected");
-  if (Answer({PlaceKind::kClosing}, kAcknowledge)) end_ = ReceptionEnd::kComplete;
+  }
+  if (Answer({PlaceKind::kClosing}, kAcknowledge)) {
+    end_ = ReceptionEnd::kComplete;
+  }
 }
 
 void YmodemReceiver::Reject(const std::string& reason) {
@@ -167,7 +194,9 @@ void YmodemReceiver::Abort(const std::string& reason) {
 // Returns whether what is answered has been taken.
 bool YmodemReceiver::Answer(const Place& place, std::span<const std::uint8_t> right_answer) {
   const AnswerOutcome outcome = answers_.Answer(place, right_answer);
-  if (outcome == AnswerOutcome::kCancelled) end_ = ReceptionEnd::kCancelledByBoard;
+  if (outcome == AnswerOutcome::kCancelled) {
+    end_ = ReceptionEnd::kCancelledByBoard;
+  }
   return outcome == AnswerOutcome::kTaken;
 }
 
@@ -178,7 +207,9 @@ Reception YmodemReceiver::Result() {
   reception.end = *end_;
   reception.blocks = blocks_;
   reception.whole = end_ == ReceptionEnd::kComplete && enough && no_block_too_many;
-  if (enough) data_.resize(announced_);
+  if (enough) {
+    data_.resize(announced_);
+  }
   reception.image = std::move(data_);
   return reception;
 }

@@ -43,13 +43,13 @@ TEST(RequestTest, AnythingElseIsRefused) {
 
 TEST(RequestTest, RequestMeansItsCodeAndWhoIsAsked) {
   const Request to_bootloader{BoardState::kBootloader, 's'};
-  EXPECT_TRUE(to_bootloader.Means(BoardState::kBootloader, 's'));
-  EXPECT_FALSE(to_bootloader.Means(BoardState::kApplication, 's'));
-  EXPECT_FALSE(to_bootloader.Means(BoardState::kBootloader, 'h'));
+  EXPECT_TRUE(to_bootloader.Matches(BoardState::kBootloader, 's'));
+  EXPECT_FALSE(to_bootloader.Matches(BoardState::kApplication, 's'));
+  EXPECT_FALSE(to_bootloader.Matches(BoardState::kBootloader, 'h'));
   const Request to_both{std::nullopt, 's'};
-  EXPECT_TRUE(to_both.Means(BoardState::kBootloader, 's'));
-  EXPECT_TRUE(to_both.Means(BoardState::kApplication, 's'));
-  EXPECT_FALSE(to_both.Means(BoardState::kApplication, 'h'));
+  EXPECT_TRUE(to_both.Matches(BoardState::kBootloader, 's'));
+  EXPECT_TRUE(to_both.Matches(BoardState::kApplication, 's'));
+  EXPECT_FALSE(to_both.Matches(BoardState::kApplication, 'h'));
 }
 
 TEST(RequestTest, CodesHaveNamesToRead) {
