@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
-#include <iostream>
 #include <string>
 #include <vector>
 
@@ -193,27 +192,18 @@ struct WaitRow {
 
 void PrintTo(const WaitRow& row, std::ostream* out) { *out << row.faults.back(); }
 
-class UploadThatWaits : public ::testing::TestWithParam<WaitRow> {
- protected:
-  // Whether the upload was still there, at its place, when it was stopped.
-  static bool GoesOn() {
-    const TemporaryFolder folder;
-    SimulatedBoard board(BoardOptions(GetParam().faults));
-    const StandInTools tools;
-    const auto utility = StartUtility(
-        {board.Path(), "1000000", folder.WriteFile("fw_tv.bin", kImage), "--x"}, tools);
-    if (!utility->OutputBeginsWith(GetParam().begin_of_output) ||
-        utility->Wait(std::chrono::milliseconds(500)) != -1) {
-      std::cout << utility->Output();
-      return false;
-    }
-    utility->Signal(SIGTERM);
-    return utility->Wait() == 128 + SIGTERM;
-  }
-};
+class UploadThatWaits : public ::testing::TestWithParam<WaitRow> {};
 
 TEST_P(UploadThatWaits, GoesOnUntilItIsStopped) {
-  EXPECT_TRUE(ComesThrough(GoesOn)) << "each upload has ended";
+  const TemporaryFolder folder;
+  SimulatedBoard board(BoardOptions(GetParam().faults));
+  const StandInTools tools;
+  const auto utility =
+      StartUtility({board.Path(), "1000000", folder.WriteFile("fw_tv.bin", kImage), "--x"}, tools);
+  EXPECT_TRUE(utility->OutputBeginsWith(GetParam().begin_of_output)) << utility->Output();
+  EXPECT_EQ(utility->Wait(std::chrono::milliseconds(500)), -1) << utility->Output();
+  utility->Signal(SIGTERM);
+  EXPECT_EQ(utility->Wait(), 128 + SIGTERM);
 }
 
 INSTANTIATE_TEST_SUITE_P(

@@ -33,7 +33,6 @@ class LostOutput : public ::testing::TestWithParam<OutputRow> {
 };
 
 TEST_P(LostOutput, LeavesTheBoardWithItsImage) {
-  PreferThisProcess();
   SimulatedBoard board({"--board", "tv"});
   EXPECT_EQ(RunInShell({board.Path(), "1000000", image_, "--active_bootloader",
                         "--active_application", "--verbose"}),
@@ -45,7 +44,6 @@ TEST_P(LostOutput, LeavesTheBoardWithItsImage) {
 }
 
 TEST_P(LostOutput, StillTellsAFailureByTheExitStatus) {
-  PreferThisProcess();
   tools_.LsofPrints("somebody\n");
   SimulatedBoard board({"--board", "tv", "--state", "bootloader", "--fault", "can@block:7"});
   EXPECT_EQ(RunInShell({board.Path(), "1000000", image_, "--verbose"}), 1);

@@ -9,7 +9,7 @@ namespace kvo::bootloadertms::testing {
 namespace {
 
 constexpr std::size_t kBoards = 16;
-constexpr int kRounds = 20;
+constexpr int kRounds = 5;
 
 // Of its own length and content for each board and round.
 std::string ImageOf(std::size_t board, int round) {

@@ -3,60 +3,69 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <cstdint>
 #include <filesystem>
 
 namespace kvo::bootloadertms::testing {
 
 namespace {
 
-std::unique_ptr<RunningProgram> Start(std::vector<std::string> command,
-                                      const std::vector<std::string>& arguments,
-                                      const std::map<std::string, std::string>& environment) {
-  command.emplace_back(KVO_UTILITY);
-  command.insert(command.end(), arguments.begin(), arguments.end());
-  auto utility = std::make_unique<RunningProgram>(command, environment);
-  utility->Prefer();
-  return utility;
-}
+// The utility waits for an answer for 100 ms only. Whatever a test starts inherits the preference.
+class PreferredProgram : public ::testing::Environment {
+  void SetUp() override { PreferThisProcess(); }
+};
+
+[[maybe_unused]] const auto* const preferred =
+    ::testing::AddGlobalTestEnvironment(new PreferredProgram);
 
 }  // namespace
 
-std::unique_ptr<RunningProgram> StartUtility(const std::vector<std::string>& arguments,
+std::unique_ptr<RunningProgram> StartProgram(const std::vector<std::string>& command,
                                              const StandInTools& tools) {
-  return Start({}, arguments, tools.Environment());
+  return std::make_unique<RunningProgram>(command, tools.Environment());
 }
 
-std::unique_ptr<RunningProgram> StartUtilityInFastTime(const std::vector<std::string>& arguments,
-                                                       const StandInTools& tools) {
+std::unique_ptr<RunningProgram> StartUtility(const std::vector<std::string>& arguments,
+                                             const StandInTools& tools,
+                                             const std::vector<std::string>& run_by) {
+  std::vector<std::string> command = run_by;
+  command.emplace_back(KVO_UTILITY);
+  command.insert(command.end(), arguments.begin(), arguments.end());
   std::map<std::string, std::string> environment = tools.Environment();
-  environment["ASAN_OPTIONS"] = "verify_asan_link_order=0";  // faketime's library comes first
-  return Start({"faketime", "-f", "+0 x40"}, arguments, environment);
+  if (!run_by.empty()) {
+    // faketime's library comes before the sanitizer's; looking for leaks and strace need ptrace.
+    environment["ASAN_OPTIONS"] = "verify_asan_link_order=0:detect_leaks=0";
+  }
+  return std::make_unique<RunningProgram>(command, environment);
+}
+
+Outcome OutcomeOf(RunningProgram& program) {
+  const int exit_status = program.Wait();
+  EXPECT_NE(exit_status, -1) << "the program doesn't end";
+  return {exit_status, program.Output(), program.ErrorOutput()};
+}
+
+Outcome RunProgram(const std::vector<std::string>& command) {
+  const StandInTools tools;
+  return OutcomeOf(*StartProgram(command, tools));
 }
 
 Outcome RunUtility(const std::vector<std::string>& arguments, const StandInTools& tools) {
   return OutcomeOf(*StartUtility(arguments, tools));
 }
 
-Outcome OutcomeOf(RunningProgram& utility) {
-  const int exit_status = utility.Wait();
-  EXPECT_NE(exit_status, -1) << "the utility doesn't end";
-  return {exit_status, utility.Output(), utility.ErrorOutput()};
-}
-
-bool ComesThrough(const std::function<bool()>& attempt) {
-  for (int attempts = 0; attempts < 5; ++attempts) {
-    if (attempt()) {
-      return true;
-    }
+std::string ImageOf(std::size_t length) {
+  std::string image;
+  for (std::uint32_t i = 0; i < length; ++i) {
+    image += static_cast<char>(i * i / 7);
   }
-  return false;
+  return image;
 }
 
 SimulatedBoard::SimulatedBoard(std::vector<std::string> options) {
   options.insert(options.begin(), {KVO_SIMULATOR, "--flash", folder_.Path("flash"), "--trace",
                                    folder_.Path("trace")});
   program_ = std::make_unique<RunningProgram>(options);
-  program_->Prefer();  // the utility waits for an answer for 100 ms only
   path_ = program_->FirstLine();
   EXPECT_NE(path_, "") << program_->ErrorOutput();
 }

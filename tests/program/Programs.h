@@ -1,6 +1,5 @@
 #pragma once
 
-#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -12,30 +11,32 @@
 
 namespace kvo::bootloadertms::testing {
 
-// How a run of the utility ended.
+// How a run ended.
 struct Outcome {
   int exit_status;
   std::string output;
   std::string error_output;
 };
 
-// The utility's own program. `arguments` follow its name. The stand-ins for `lsof` and `ps`, which
-// must live as long as the run, make the result independent of what else this machine runs.
-std::unique_ptr<RunningProgram> StartUtility(const std::vector<std::string>& arguments,
+// Starts one of this project's programs; `command` is its path and its arguments. The stand-ins for
+// `lsof` and `ps`, which must live as long as the run, make the result independent of what else
+// this machine runs.
+std::unique_ptr<RunningProgram> StartProgram(const std::vector<std::string>& command,
                                              const StandInTools& tools);
 
-// The same where all clocks and sleeps of the utility, but not its reads, run 40 times as fast.
-std::unique_ptr<RunningProgram> StartUtilityInFastTime(const std::vector<std::string>& arguments,
-                                                       const StandInTools& tools);
+// The utility; `arguments` follow its name. A command such as faketime may run it.
+std::unique_ptr<RunningProgram> StartUtility(const std::vector<std::string>& arguments,
+                                             const StandInTools& tools,
+                                             const std::vector<std::string>& run_by = {});
 
-// Waits for its end; a run that doesn't end fails the test.
+// Wait for the end; a run that doesn't end fails the test.
+Outcome OutcomeOf(RunningProgram& program);
+Outcome RunProgram(const std::vector<std::string>& command);
 Outcome RunUtility(const std::vector<std::string>& arguments,
                    const StandInTools& tools = StandInTools());
-Outcome OutcomeOf(RunningProgram& utility);
 
-// Makes up to five attempts, until one comes through: the utility waits for an answer for 100 ms
-// only, and a busy machine may hand one over later. Tells whether one did.
-bool ComesThrough(const std::function<bool()>& attempt);
+// A firmware image of `length` bytes, of all values, in no order that repeats with a block.
+std::string ImageOf(std::size_t length);
 
 // The simulated board's own program, on a pseudo-terminal of its own.
 class SimulatedBoard {

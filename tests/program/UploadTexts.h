@@ -2,9 +2,14 @@
 
 #include <string>
 
-// What an upload shows, in the order of the transfer.
+// What the utility shows.
 namespace kvo::bootloadertms::testing {
 
+// In verbose mode, before and after everything else.
+inline const std::string kEntering = "Entering boot loader utility for TMS\n";
+inline const std::string kExiting = "\nExiting boot loader utility for TMS\n";
+
+// An upload's trace, in the order of the transfer.
 inline const std::string kReceiverAsked = " CRC recu du receiver \n";
 inline const std::string kPacketZeroSent = " packet 0 EST envoye \n";
 inline const std::string kPacketZeroAccepted =

@@ -1,30 +1,28 @@
 #include "program/UtilityOnALine.h"
 
-#include "program/UploadTexts.h"
-
 namespace kvo::bootloadertms::testing {
 
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-// The utility waits for an answer for 100 ms only.
-UtilityOnALine::UtilityOnALine() { PreferThisProcess(); }
-
-void UtilityOnALine::Start(const std::vector<std::string>& behind_the_speed) {
-  start_ = steady_clock::now();
-  utility_ = StartUtility(Arguments(behind_the_speed), tools_);
+void SendIfStillOpen(const TestTerminal& terminal, const std::string& bytes) {
+  try {
+    terminal.Send(bytes);
+  } catch (const std::runtime_error&) {
+    // The utility has closed the line.
+  }
 }
 
-void UtilityOnALine::StartInFastTime(const std::vector<std::string>& behind_the_speed) {
-  start_ = steady_clock::now();
-  utility_ = StartUtilityInFastTime(Arguments(behind_the_speed), tools_);
-}
-
-std::vector<std::string> UtilityOnALine::Arguments(
-    const std::vector<std::string>& behind_the_speed) const {
+void UtilityOnALine::Start(const std::vector<std::string>& after_the_speed,
+                           const std::vector<std::string>& run_by) {
   std::vector<std::string> arguments = {terminal_.Path(), "115200"};
-  arguments.insert(arguments.end(), behind_the_speed.begin(), behind_the_speed.end());
-  return arguments;
+  arguments.insert(arguments.end(), after_the_speed.begin(), after_the_speed.end());
+  start_ = steady_clock::now();
+  utility_ = StartUtility(arguments, tools_, run_by);
+}
+
+void UtilityOnALine::StartInFastTime(const std::vector<std::string>& after_the_speed) {
+  Start(after_the_speed, {"faketime", "-f", "+0 x40"});
 }
 
 void UtilityOnALine::BoardGets(const std::string& bytes) {
@@ -41,18 +39,10 @@ void UtilityOnALine::BoardPlays(const std::vector<Exchange>& exchanges) {
   }
 }
 
-void UtilityOnALine::BoardSendsIfStillOpen(const std::string& bytes) const {
-  try {
-    BoardSends(bytes);
-  } catch (const std::runtime_error&) {
-    // The utility has closed the line.
-  }
-}
-
 void UtilityOnALine::BoardRepeatsUntilTheUtilityEnds(const std::string& bytes) const {
   constexpr milliseconds kPause{20};
   while (utility_->Wait(kPause) == -1) {
-    BoardSendsIfStillOpen(bytes);
+    SendIfStillOpen(terminal_, bytes);
   }
 }
 

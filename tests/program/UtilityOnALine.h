@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "program/Programs.h"
+#include "program/UploadTexts.h"
 #include "support/RunningProgram.h"
 #include "support/StandInTools.h"
 #include "support/TestTerminal.h"
@@ -15,9 +16,8 @@
 
 namespace kvo::bootloadertms::testing {
 
-// What the front end shows in verbose mode, before and behind everything else.
-inline const std::string kEntering = "Entering boot loader utility for TMS\n";
-inline const std::string kExiting = "\nExiting boot loader utility for TMS\n";
+// Sends unless the utility has closed the line.
+void SendIfStillOpen(const TestTerminal& terminal, const std::string& bytes);
 
 // The real program on a pseudo-terminal at whose far end the test plays the board, byte for byte:
 //
@@ -29,16 +29,15 @@ inline const std::string kExiting = "\nExiting boot loader utility for TMS\n";
 // Nothing but what `BoardGets` names may have gone out on the line.
 class UtilityOnALine : public ::testing::Test {
  protected:
-  UtilityOnALine();
-
-  // The device and 115200 baud stand before `behind_the_speed`.
-  void Start(const std::vector<std::string>& behind_the_speed);
-  void StartInFastTime(const std::vector<std::string>& behind_the_speed);
+  // The device and 115200 baud stand before `after_the_speed`.
+  void Start(const std::vector<std::string>& after_the_speed,
+             const std::vector<std::string>& run_by = {});
+  // All clocks and sleeps of the utility, but not its reads, run 40 times as fast.
+  void StartInFastTime(const std::vector<std::string>& after_the_speed);
 
   // The next bytes from the utility, which it must send within a generous time.
   void BoardGets(const std::string& bytes);
   void BoardSends(const std::string& bytes) const { terminal_.Send(bytes); }
-  void BoardSendsIfStillOpen(const std::string& bytes) const;
   void BoardPlays(const std::vector<Exchange>& exchanges);
   void BoardRepeatsUntilTheUtilityEnds(const std::string& bytes) const;
   void WaitUntilTheUtilityHasRead() const { terminal_.WaitUntilRead(); }
@@ -59,15 +58,13 @@ class UtilityOnALine : public ::testing::Test {
   // Waits for the end of the run, after which nothing more may have gone out on the line.
   Outcome End();
 
-  // From before the start to behind the end of the run: its pauses fit into it.
+  // From before the start to after the end of the run: its pauses fit into it.
   std::chrono::milliseconds RunTime() const;
 
   TestTerminal terminal_;
   StandInTools tools_;
 
  private:
-  std::vector<std::string> Arguments(const std::vector<std::string>& behind_the_speed) const;
-
   std::unique_ptr<RunningProgram> utility_;
   std::chrono::steady_clock::time_point start_;
   std::chrono::milliseconds run_time_{};

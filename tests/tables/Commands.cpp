@@ -70,7 +70,8 @@ const std::vector<Command>& Commands() {
        600ms,
        [](IBootLoader& client) {
          return LinesUnlessSilent(client.Calibrate() != 0, "Calibration failed. Exiting");
-       }},
+       },
+       true},
       {"ActivateBootloader",
        0x51,
        "\nSend APP_ACTIVE_BOOTLOADER ...",

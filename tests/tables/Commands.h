@@ -29,6 +29,8 @@ struct Command {
 
   // What the front end asks of its client: the lines to print; throws the front end's own failure.
   std::vector<std::string> (*run)(IBootLoader& client);
+
+  bool prints_while_it_runs = false;  // before the " [OK]", not after it
 };
 
 inline void PrintTo(const Command& command, std::ostream* out) { *out << command.name; }

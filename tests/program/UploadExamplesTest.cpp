@@ -1,3 +1,4 @@
+// The examples upload_with_progress and upload_with_application_record.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -7,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "program/Examples.h"
+#include "program/Programs.h"
 #include "support/TestTerminal.h"
 
 namespace kvo::bootloadertms::testing {
@@ -42,7 +43,7 @@ class RunOnATerminal {
  public:
   explicit RunOnATerminal(std::vector<std::string> command) {
     command.insert(command.begin(), {"bash", "-c", R"(exec "$@" 2> "$0")", terminal_.Path()});
-    const auto example = StartExample(command, tools_);
+    const auto example = StartProgram(command, tools_);
     do {
       shown_ += terminal_.Receive(kAll, 20ms);
     } while (example->Wait(0ms) == -1);
@@ -70,21 +71,21 @@ class UploadWithProgressTest : public ::testing::Test {
   }
 
   const TemporaryFolder folder_;
-  const std::string image_ = folder_.WriteFile("fw_tv.bin", ExampleImage(4096));
+  const std::string image_ = folder_.WriteFile("fw_tv.bin", ImageOf(4096));
 };
 
 TEST_F(UploadWithProgressTest, FlashesTheImageAndStartsTheApplication) {
   SimulatedBoard board({"--board", "tv"});
-  const Outcome outcome = RunExample(Command(board));
+  const Outcome outcome = RunProgram(Command(board));
   EXPECT_EQ(outcome.exit_status, 0) << outcome.error_output;
   EXPECT_EQ(outcome.output, "");
-  EXPECT_TRUE(board.Flash() == ExampleImage(4096)) << "the board holds another image";
+  EXPECT_TRUE(board.Flash() == ImageOf(4096)) << "the board holds another image";
   EXPECT_THAT(board.Trace(), HasSubstr("# application started"));
 }
 
 TEST_F(UploadWithProgressTest, WritesALineForEachTenthWhereThereIsNoTerminal) {
   SimulatedBoard board({"--board", "tv"});
-  const Outcome outcome = RunExample(Command(board));
+  const Outcome outcome = RunProgram(Command(board));
   EXPECT_THAT(WithoutMeasuredNumbers(Split(outcome.error_output, '\n')),
               ElementsAre("  0 %", " 28 %", " 42 % N KiB/s N:N left", " 57 % N KiB/s N:N left",
                           " 71 % N KiB/s N:N left", "100 % N KiB/s N:N left"));
@@ -92,9 +93,9 @@ TEST_F(UploadWithProgressTest, WritesALineForEachTenthWhereThereIsNoTerminal) {
 }
 
 TEST_F(UploadWithProgressTest, WritesFewLinesForALongImage) {
-  const std::string image = folder_.WriteFile("long_tv.bin", ExampleImage(100 * 1024));
+  const std::string image = folder_.WriteFile("long_tv.bin", ImageOf(100 * 1024));
   SimulatedBoard board({"--board", "tv"});
-  const Outcome outcome = RunExample({KVO_UPLOAD_WITH_PROGRESS, board.Path(), "1000000", image});
+  const Outcome outcome = RunProgram({KVO_UPLOAD_WITH_PROGRESS, board.Path(), "1000000", image});
   EXPECT_EQ(outcome.exit_status, 0) << outcome.error_output;
   const std::vector<std::string> lines = Split(outcome.error_output, '\n');
   EXPECT_EQ(lines.size(), 11U) << outcome.error_output;
@@ -103,7 +104,7 @@ TEST_F(UploadWithProgressTest, WritesFewLinesForALongImage) {
 // Ten bits a byte: 97.66 KiB/s.
 TEST_F(UploadWithProgressTest, NeverTellsMoreThanTheLineCarries) {
   SimulatedBoard board({"--board", "tv", "--line-rate", "1000000"});
-  const Outcome outcome = RunExample(Command(board));
+  const Outcome outcome = RunProgram(Command(board));
   EXPECT_EQ(outcome.exit_status, 0) << outcome.error_output;
   const std::regex rate(R"((\S+) KiB/s)");
   auto found = std::sregex_iterator(outcome.error_output.begin(), outcome.error_output.end(), rate);
@@ -125,7 +126,7 @@ TEST_F(UploadWithProgressTest, DrawsABarOnATerminal) {
                           "[#################-------------]  57 % N KiB/s N:N left",
                           "[#####################---------]  71 % N KiB/s N:N left",
                           "[##############################] 100 % N KiB/s N:N left", "\n"));
-  EXPECT_TRUE(board.Flash() == ExampleImage(4096)) << "the board holds another image";
+  EXPECT_TRUE(board.Flash() == ImageOf(4096)) << "the board holds another image";
 }
 
 TEST_F(UploadWithProgressTest, CoversTheWholeBarByTheNextOne) {
@@ -151,7 +152,7 @@ TEST_F(UploadWithProgressTest, TellsAFailureOnALineOfItsOwnBelowTheBar) {
 TEST_F(UploadWithProgressTest, LooksForTheImageBeforeItTouchesTheBoard) {
   SimulatedBoard board({"--board", "tv"});
   const Outcome outcome =
-      RunExample({KVO_UPLOAD_WITH_PROGRESS, board.Path(), "1000000", folder_.Path("missing")});
+      RunProgram({KVO_UPLOAD_WITH_PROGRESS, board.Path(), "1000000", folder_.Path("missing")});
   EXPECT_EQ(outcome.exit_status, 1);
   EXPECT_EQ(outcome.error_output,
             "upload_with_progress: filesystem error: cannot get file size: No such file or "
@@ -170,15 +171,81 @@ TEST_F(UploadWithProgressTest, ADeviceThatIsNotThereIsAnErrorWithoutABar) {
 
 TEST_F(UploadWithProgressTest, ARateThatIsNoNumberIsAnError) {
   const Outcome outcome =
-      RunExample({KVO_UPLOAD_WITH_PROGRESS, "/dev/no-such-port", "fast", image_});
+      RunProgram({KVO_UPLOAD_WITH_PROGRESS, "/dev/no-such-port", "fast", image_});
   EXPECT_EQ(outcome.exit_status, 1);
   EXPECT_EQ(outcome.error_output, "upload_with_progress: Baud rate not supported : 0\n");
 }
 
 TEST_F(UploadWithProgressTest, MissingArgumentsGetTheUsage) {
-  const Outcome outcome = RunExample({KVO_UPLOAD_WITH_PROGRESS, "/dev/no-such-port", "115200"});
+  const Outcome outcome = RunProgram({KVO_UPLOAD_WITH_PROGRESS, "/dev/no-such-port", "115200"});
   EXPECT_EQ(outcome.exit_status, 1);
   EXPECT_EQ(outcome.error_output, "Usage: upload_with_progress DEVICE BAUD-RATE IMAGE\n");
+}
+
+class UploadWithApplicationRecordTest : public ::testing::Test {
+ protected:
+  Outcome Run(const SimulatedBoard& board, const std::vector<std::string>& record) const {
+    std::vector<std::string> command = {KVO_UPLOAD_WITH_APPLICATION_RECORD, board.Path(), "1000000",
+                                        image_};
+    command.insert(command.end(), record.begin(), record.end());
+    return RunProgram(command);
+  }
+
+  const TemporaryFolder folder_;
+  const std::string image_ = folder_.WriteFile("build.bin", ImageOf(3000));
+};
+
+TEST_F(UploadWithApplicationRecordTest, FlashesTheBoardThatKnowsTheRecord) {
+  SimulatedBoard board({"--identification", "TRK5|TRK5-APPLICATION|2.1|"});
+  const Outcome outcome = Run(board, {"TRK5", "TRK5-APPLICATION", "2.1"});
+  EXPECT_EQ(outcome.exit_status, 0);
+  EXPECT_EQ(outcome.error_output, "");
+  EXPECT_TRUE(board.Flash() == ImageOf(3000)) << "the board holds another image";
+  EXPECT_THAT(board.Trace(), HasSubstr("# application started"));
+}
+
+TEST_F(UploadWithApplicationRecordTest, TellsTheRecordInItsOrder) {
+  SimulatedBoard board({"--identification", "TRK5|TRK5-APPLICATION|2.1|"});
+  const Outcome outcome = Run(board, {"TRK5-APPLICATION", "TRK5", "2.1"});
+  EXPECT_EQ(outcome.exit_status, 1);
+  EXPECT_EQ(outcome.error_output,
+            "upload_with_application_record: !!! YModem transmit failed. Exiting\n");
+  EXPECT_FALSE(board.HasFlash());
+}
+
+TEST_F(UploadWithApplicationRecordTest, TakesTextsOf104Characters) {
+  const std::string longest(102, 'x');
+  SimulatedBoard board({"--identification", longest + "|a|b|"});
+  const Outcome outcome = Run(board, {longest, "a", "b"});
+  EXPECT_EQ(outcome.exit_status, 0) << outcome.error_output;
+  EXPECT_TRUE(board.Flash() == ImageOf(3000)) << "the board holds another image";
+}
+
+TEST_F(UploadWithApplicationRecordTest, TellsThatTextsOf105CharactersAreTooLong) {
+  const std::string too_long(103, 'x');
+  SimulatedBoard board({"--identification", too_long + "|a|b|"});
+  const Outcome outcome = Run(board, {too_long, "a", "b"});
+  EXPECT_EQ(outcome.exit_status, 1);
+  EXPECT_EQ(outcome.error_output,
+            "upload_with_application_record: Exceed size limit detected. Exiting\n");
+  EXPECT_FALSE(board.HasFlash());
+}
+
+TEST_F(UploadWithApplicationRecordTest, AMissingTextGetsTheUsage) {
+  SimulatedBoard board({"--board", "tv"});
+  const Outcome outcome = Run(board, {"TRK5", "TRK5-APPLICATION"});
+  EXPECT_EQ(outcome.exit_status, 1);
+  EXPECT_EQ(outcome.error_output,
+            "Usage: upload_with_application_record DEVICE BAUD-RATE IMAGE TEXT1 TEXT2 TEXT3\n");
+}
+
+TEST_F(UploadWithApplicationRecordTest, ARateThatIsNotSupportedIsAnError) {
+  SimulatedBoard board({"--board", "tv"});
+  const Outcome outcome = RunProgram(
+      {KVO_UPLOAD_WITH_APPLICATION_RECORD, board.Path(), "4800", image_, "TRK5", "A", "1"});
+  EXPECT_EQ(outcome.exit_status, 1);
+  EXPECT_EQ(outcome.error_output,
+            "upload_with_application_record: Baud rate not supported : 4800\n");
 }
 
 }  // namespace
