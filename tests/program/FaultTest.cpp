@@ -201,7 +201,8 @@ TEST_P(UploadThatWaits, GoesOnUntilItIsStopped) {
   const auto utility =
       StartUtility({board.Path(), "1000000", folder.WriteFile("fw_tv.bin", kImage), "--x"}, tools);
   EXPECT_TRUE(utility->OutputBeginsWith(GetParam().begin_of_output)) << utility->Output();
-  EXPECT_EQ(utility->Wait(std::chrono::milliseconds(500)), -1) << utility->Output();
+  constexpr std::chrono::milliseconds kForAWhile{200};
+  EXPECT_EQ(utility->Wait(kForAWhile), -1) << utility->Output();
   utility->Signal(SIGTERM);
   EXPECT_EQ(utility->Wait(), 128 + SIGTERM);
 }

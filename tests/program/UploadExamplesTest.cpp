@@ -101,7 +101,7 @@ TEST_F(UploadWithProgressTest, WritesFewLinesForALongImage) {
   EXPECT_EQ(lines.size(), 11U) << outcome.error_output;
 }
 
-// Ten bits a byte: 97.66 KiB/s.
+// Ten bits per byte: 97.66 KiB/s.
 TEST_F(UploadWithProgressTest, NeverTellsMoreThanTheLineCarries) {
   SimulatedBoard board({"--board", "tv", "--line-rate", "1000000"});
   const Outcome outcome = RunProgram(Command(board));
