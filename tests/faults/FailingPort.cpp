@@ -3,14 +3,15 @@
 #include <cerrno>
 #include <stdexcept>
 #include <system_error>
-#include <utility>
 
 #include "support/HeldLocks.h"
+#include "tables/Wire.h"
 
 namespace kvo::bootloadertms::testing {
 
 namespace {
 
+constexpr std::size_t kPatience = 5000;  // in calls
 constexpr std::size_t kLongestRun = 16384;
 
 [[noreturn]] void ThrowSystemError() { throw std::system_error(EFAULT, std::system_category()); }
@@ -35,38 +36,9 @@ PortTrouble::PortTrouble(std::size_t first, Failure way, bool lasts)
   written.reserve(kLongestRun);
 }
 
-FailingPort::FailingPort(ISerialPort& port, PortTrouble& trouble)
-    : port_(port), trouble_(trouble) {}
-
-std::uint32_t FailingPort::SetDevice(std::string device) {
-  return port_.SetDevice(std::move(device));
-}
-
-std::string FailingPort::GetDevice() { return port_.GetDevice(); }
-
-std::uint32_t FailingPort::SetBaudRate(std::uint32_t rate) { return port_.SetBaudRate(rate); }
-
-std::uint32_t FailingPort::GetBaudRate() { return port_.GetBaudRate(); }
-
-void FailingPort::SetTimeout(std::int32_t timeout_ms) { port_.SetTimeout(timeout_ms); }
-
-int FailingPort::SetOptionFlag(bool flag) { return port_.SetOptionFlag(flag); }
-
-void FailingPort::Open() { port_.Open(); }
-
 int FailingPort::Close() {
   ++trouble_.closes;
   return port_.Close();
-}
-
-std::int64_t FailingPort::Write(const std::string& data) {
-  StartWrite();
-  return port_.Write(data);
-}
-
-void FailingPort::WriteSlowly(const std::string& data, std::uint32_t delay_ms) {
-  StartWrite();
-  port_.WriteSlowly(data, delay_ms);
 }
 
 void FailingPort::Read(std::string& data) {
@@ -81,7 +53,9 @@ void FailingPort::Read(std::string& data) {
 }
 
 void FailingPort::WriteByte(std::uint8_t byte) {
-  StartWrite();
+  if (GoesWrong('W') && trouble_.failure != Failure::kSilent) {
+    trouble_.failure == Failure::kClosed ? ThrowNotOpen() : ThrowSystemError();
+  }
   Note(trouble_.written, static_cast<char>(byte));
   port_.WriteByte(byte);
 }
@@ -108,22 +82,12 @@ bool FailingPort::GoesWrong(char letter) {
   if (HeldLocks() != 1) {
     ++trouble_.calls_without_lock;
   }
-  if (trouble_.calls.size() > trouble_.first_call + trouble_.patience) {
-    throw StillWaiting();
-  }
   const std::size_t call = trouble_.calls.size();
+  if (call > trouble_.first_call + kPatience) {
+    throw EndOfRun();
+  }
   return trouble_.first_call != 0 &&
          (trouble_.lasting ? call >= trouble_.first_call : call == trouble_.first_call);
-}
-
-void FailingPort::StartWrite() {
-  if (!GoesWrong('W') || trouble_.failure == Failure::kSilent) {
-    return;
-  }
-  if (trouble_.failure == Failure::kClosed) {
-    ThrowNotOpen();
-  }
-  ThrowSystemError();
 }
 
 }  // namespace kvo::bootloadertms::testing

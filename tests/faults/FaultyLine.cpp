@@ -13,30 +13,11 @@ constexpr int kPatience = 40;
 
 }  // namespace
 
-LivelyEnd::LivelyEnd(ObligingBoard& board) : board_(board) {}
-
-void LivelyEnd::Restart() { board_.Restart(ObligingBoard::Program::kBootloader); }
-
-void LivelyEnd::Take(std::uint8_t byte) { board_.WriteByte(byte); }
-
-bool LivelyEnd::HasAnswer() const { return board_.HasAnswer(); }
-
-std::uint8_t LivelyEnd::Answer() { return board_.ReadByte(); }
-
-TapedEnd::TapedEnd(std::string answers) : answers_(std::move(answers)) {}
-
-void TapedEnd::Restart() { next_ = 0; }
-
-void TapedEnd::Take(std::uint8_t /*byte*/) {}
-
-bool TapedEnd::HasAnswer() const { return next_ < answers_.size(); }
-
-std::uint8_t TapedEnd::Answer() { return static_cast<std::uint8_t>(answers_.at(next_++)); }
-
-FaultyLine::FaultyLine(FarEnd& far_end, DialogueModel& model) : far_end_(far_end), model_(model) {}
+FaultyLine::FaultyLine(ObligingBoard& board, TransferModel& model, std::string tape)
+    : board_(board), model_(model), tape_(std::move(tape)) {}
 
 void FaultyLine::Restart(std::vector<Fault> faults) {
-  far_end_.Restart();
+  board_.Restart(ObligingBoard::Program::kBootloader);
   model_.Restart();
   faults_ = std::move(faults);
   position_ = 0;
@@ -46,27 +27,19 @@ void FaultyLine::Restart(std::vector<Fault> faults) {
   answers_.clear();
 }
 
-bool FaultyLine::HasSentAll() const { return sent_ == model_.ToSend().size(); }
-
-const std::string& FaultyLine::Answers() const { return answers_; }
-
-std::string FaultyLine::GetDevice() { return "/dev/ttyX"; }
-
-std::uint32_t FaultyLine::GetBaudRate() { return 115200; }
-
-int FaultyLine::Close() { return 0; }
-
 void FaultyLine::Read(std::string& /*data*/) { Deviate("reads a text"); }
 
 int FaultyLine::FlushInput() { Deviate("discards input"); }
 
 void FaultyLine::WriteByte(std::uint8_t byte) {
   const std::string& to_send = model_.ToSend();
-  if (sent_ == to_send.size() || static_cast<std::uint8_t>(to_send[sent_]) != byte) {
+  if (HasSentAll() || static_cast<std::uint8_t>(to_send[sent_]) != byte) {
     Deviate("writes " + std::to_string(byte) + " as byte " + std::to_string(sent_));
   }
   ++sent_;
-  far_end_.Take(byte);
+  if (tape_.empty()) {
+    board_.WriteByte(byte);
+  }
 }
 
 std::uint8_t FaultyLine::ReadByte() {
@@ -74,11 +47,11 @@ std::uint8_t FaultyLine::ReadByte() {
     Deviate("reads after " + std::to_string(sent_) + " bytes");
   }
   if (reads_in_state_ == kPatience) {
-    throw StillWaiting();
+    throw EndOfRun();
   }
   const std::uint8_t answer = NextAnswer();
   answers_ += static_cast<char>(answer);
-  const DialogueModel::State before = model_.GetState();
+  const TransferModel::State before = model_.GetState();
   model_.Take(answer);
   reads_in_state_ = model_.GetState() == before ? reads_in_state_ + 1 : 0;
   sent_ = 0;
@@ -88,6 +61,10 @@ std::uint8_t FaultyLine::ReadByte() {
 void FaultyLine::Deviate(const std::string& what) const {
   ADD_FAILURE() << what << " in state " << static_cast<int>(model_.GetState());
   throw Deviation();
+}
+
+bool FaultyLine::HasAnswer() const {
+  return tape_.empty() ? board_.HasAnswer() : position_ < tape_.size();
 }
 
 const Fault* FaultyLine::FaultAt(std::size_t position) const {
@@ -101,8 +78,9 @@ std::uint8_t FaultyLine::NextAnswer() {
   if (std::exchange(has_held_back_, false)) {
     return held_back_;
   }
-  while (far_end_.HasAnswer()) {
-    const std::uint8_t answer = far_end_.Answer();
+  while (HasAnswer()) {
+    const std::uint8_t answer =
+        tape_.empty() ? board_.ReadByte() : static_cast<std::uint8_t>(tape_.at(position_));
     ++position_;
     const Fault* const fault = FaultAt(position_);
     if (fault == nullptr) {

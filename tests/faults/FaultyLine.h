@@ -5,55 +5,11 @@
 #include <string>
 #include <vector>
 
-#include "faults/DialogueModel.h"
-#include "faults/FailingPort.h"
 #include "faults/ObligingBoard.h"
 #include "support/UnaskedPort.h"
+#include "tables/TransferModel.h"
 
 namespace kvo::bootloadertms::testing {
-
-// What answers at the far end of a line.
-class FarEnd {
- public:
-  FarEnd() = default;
-  FarEnd(const FarEnd&) = delete;
-  FarEnd& operator=(const FarEnd&) = delete;
-  virtual ~FarEnd() = default;
-
-  virtual void Restart() = 0;
-  virtual void Take(std::uint8_t byte) = 0;
-  virtual bool HasAnswer() const = 0;
-  virtual std::uint8_t Answer() = 0;
-};
-
-// Answers whatever it is sent, and rightly.
-class LivelyEnd : public FarEnd {
- public:
-  explicit LivelyEnd(ObligingBoard& board);
-
-  void Restart() override;
-  void Take(std::uint8_t byte) override;
-  bool HasAnswer() const override;
-  std::uint8_t Answer() override;
-
- private:
-  ObligingBoard& board_;
-};
-
-// Has said beforehand what it has to say, and doesn't listen.
-class TapedEnd : public FarEnd {
- public:
-  explicit TapedEnd(std::string answers);
-
-  void Restart() override;
-  void Take(std::uint8_t byte) override;
-  bool HasAnswer() const override;
-  std::uint8_t Answer() override;
-
- private:
-  std::string answers_;
-  std::size_t next_ = 0;
-};
 
 // What a line does to one byte of the answers.
 struct Fault {
@@ -70,23 +26,25 @@ struct Deviation {};
 // A line that spoils answers, seen as the host's port. It lets the model follow the dialogue and
 // holds the host to it byte by byte: whatever the host writes must be what the model says, and it
 // may read only when that has gone out, and never after an end. Where the model stays in a state
-// for 40 answers that wait there is no end of, it throws `StillWaiting`.
+// for 40 answers that wait has no end, and the line ends the run.
 class FaultyLine : public UnaskedPort {
  public:
-  FaultyLine(FarEnd& far_end, DialogueModel& model);
+  // At the far end is the board or, if there is a tape, one that has said beforehand what it has to
+  // say, and doesn't listen.
+  FaultyLine(ObligingBoard& board, TransferModel& model, std::string tape = "");
 
   // A new transfer, on which the line makes these faults.
   void Restart(std::vector<Fault> faults);
 
   // Whether all that the model wants said has been said.
-  bool HasSentAll() const;
+  bool HasSentAll() const { return sent_ == model_.ToSend().size(); }
 
   // What the host has read so far.
-  const std::string& Answers() const;
+  const std::string& Answers() const { return answers_; }
 
-  std::string GetDevice() override;
-  std::uint32_t GetBaudRate() override;
-  int Close() override;
+  // How many answers of the far end have come so far, spoilt or not.
+  std::size_t Position() const { return position_; }
+
   void Read(std::string& data) override;
   void WriteByte(std::uint8_t byte) override;
   std::uint8_t ReadByte() override;
@@ -94,11 +52,13 @@ class FaultyLine : public UnaskedPort {
 
  private:
   [[noreturn]] void Deviate(const std::string& what) const;
+  bool HasAnswer() const;
   const Fault* FaultAt(std::size_t position) const;
   std::uint8_t NextAnswer();
 
-  FarEnd& far_end_;
-  DialogueModel& model_;
+  ObligingBoard& board_;
+  TransferModel& model_;
+  const std::string tape_;
   std::vector<Fault> faults_;
   std::size_t position_ = 0;
   bool has_held_back_ = false;

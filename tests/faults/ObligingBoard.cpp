@@ -72,12 +72,6 @@ bool ObligingBoard::HasConfirmed() const { return confirmed_; }
 
 bool ObligingBoard::HasAnswer() const { return answer_count_ > 0; }
 
-std::string ObligingBoard::GetDevice() { return "/dev/serial/by-id/usb-board-if00-port0"; }
-
-std::uint32_t ObligingBoard::GetBaudRate() { return 115200; }
-
-int ObligingBoard::Close() { return 0; }
-
 void ObligingBoard::Read(std::string& data) {
   data.clear();
   if (!HasAnswer()) {

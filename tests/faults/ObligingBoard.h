@@ -33,9 +33,6 @@ class ObligingBoard : public UnaskedPort {
   // Whether there is something to read.
   bool HasAnswer() const;
 
-  std::string GetDevice() override;
-  std::uint32_t GetBaudRate() override;
-  int Close() override;
   void Read(std::string& data) override;
   void WriteByte(std::uint8_t byte) override;
   std::uint8_t ReadByte() override;

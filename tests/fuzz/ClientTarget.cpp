@@ -1,28 +1,21 @@
 // The client's operations against a board that answers anything.
 //
-// Input: the operation (bit 7: verbose), two bytes of its code; then the board's answers: a byte
-// for each single byte that is read, a counted text for each other read.
-#include <array>
-#include <functional>
+// Input: the operation's number in `Operations` (bit 7: verbose), two bytes of its code; then the
+// board's answers: a byte for each single byte that is read, a counted text for each other read.
 #include <iostream>
 #include <memory>
-#include <system_error>
 
 #include "client/BootLoader.h"
-#include "fuzz/ClientModel.h"
-#include "fuzz/FuzzTarget.h"
-#include "fuzz/PortOnLine.h"
-#include "fuzz/Require.h"
+#include "fuzz/Line.h"
 #include "support/CapturedStream.h"
 #include "support/FakeTime.h"
 #include "support/HeldLocks.h"
 #include "support/TemporaryFolder.h"
+#include "tables/Operations.h"
 
 namespace {
 
-using kvo::bootloadertms::AppInfos;
 using kvo::bootloadertms::BootLoader;
-using kvo::bootloadertms::DeviceInfos;
 using namespace kvo::bootloadertms::testing;
 
 const std::string& Image() {
@@ -36,74 +29,6 @@ const std::string& ImagePath() {
   return kPath;
 }
 
-std::string InWords(const DeviceInfos& infos) {
-  return infos.GetAnswerS() + "\n" + infos.GetAnswerH() + "\n" + infos.GetAnswerP() + "\n" +
-         infos.GetAnswerUpperV() + "\n" + infos.GetAnswerV() + "\n" + infos.GetBootStatus();
-}
-
-// An operation of the client, and what its model is; both get the code.
-struct Operation {
-  std::function<std::string(BootLoader&, std::uint16_t)> run;
-  std::function<std::string(ClientModel&, std::uint16_t)> model;
-  bool prints_a_trace = false;
-};
-
-const std::array<Operation, 13> kOperations = {{
-    {[](BootLoader& client, auto) { return std::to_string(client.PingBootloader()); },
-     [](ClientModel& model, auto) { return model.PingBootloader(); }},
-    {[](BootLoader& client, auto) { return std::to_string(client.PingApplication()); },
-     [](ClientModel& model, auto) { return model.PingApplication(); }},
-    {[](BootLoader& client, auto) { return std::to_string(client.Calibrate()); },
-     [](ClientModel& model, auto) { return model.Calibrate(); }},
-    {[](BootLoader& client, auto) { return client.ActivateBootloader(), ""; },
-     [](ClientModel& model, auto) { return model.ActivateBootloader(); }},
-    {[](BootLoader& client, auto) { return client.ActivateApplication(), ""; },
-     [](ClientModel& model, auto) { return model.ActivateApplication(); }},
-    {[](BootLoader& client, auto code) { return client.SendBootloaderCommand(code); },
-     [](ClientModel& model, auto code) { return model.SendBootloaderCommand(code); }},
-    {[](BootLoader& client, auto code) { return client.SendApplicationCommand(code); },
-     [](ClientModel& model, auto code) { return model.SendApplicationCommand(code); }},
-    {[](BootLoader& client, auto) { return client.UploadImage(ImagePath()), ""; },
-     [](ClientModel& model, auto) {
-       return model.Upload(TransferModel(
-           PacketZeroOfBoard(1500, "TRK4_R1", "TRK4-R1-APPLICATION", "VER 1.0"), Image()));
-     },
-     true},
-    {[](BootLoader& client, auto) {
-       return client.UploadImageWithInfos(ImagePath(), AppInfos("a", "b", "c")), "";
-     },
-     [](ClientModel& model, auto) {
-       return model.Upload(TransferModel(PacketZeroOfRecord(1500, "a", "b", "c"), Image()));
-     },
-     true},
-    {[](BootLoader& client, auto) { return InWords(client.ReadBootloaderInfos()); },
-     [](ClientModel& model, auto) { return model.ReadBootloaderInfos(); }},
-    {[](BootLoader& client, auto) { return InWords(client.ReadApplicationInfos()); },
-     [](ClientModel& model, auto) { return model.ReadApplicationInfos(); }},
-    {[](BootLoader& client, auto) { return client.RestoreDefaultParameters(), ""; },
-     [](ClientModel& model, auto) { return model.RestoreDefaultParameters(); }},
-    {[](BootLoader& client, auto code) {
-       return client.SendCharacter(static_cast<std::uint8_t>(code));
-     },
-     [](ClientModel& model, auto code) {
-       return model.SendCharacter(static_cast<std::uint8_t>(code));
-     }},
-}};
-
-// The result in words, or how the call has failed.
-template <typename Call>
-std::string InWords(const Call& call) {
-  try {
-    return "result: " + call();
-  } catch (const std::system_error& error) {
-    return "system error: " + std::to_string(error.code().value());
-  } catch (const std::runtime_error& error) {
-    return std::string("error: ") + error.what();
-  } catch (const InputUsedUp&) {
-    return "no more answers";
-  }
-}
-
 // Takes no time and notes the sleeps on the line, which must happen under the client's lock alone.
 FakeTime::SleepObserver SleepOn(Line& line) {
   return [&line, held_before = HeldLocks()](std::chrono::nanoseconds asked) {
@@ -113,7 +38,7 @@ FakeTime::SleepObserver SleepOn(Line& line) {
   };
 }
 
-void CheckOperation(const Operation& operation, std::uint16_t code, bool verbose,
+void CheckOperation(const Operation& operation, const Arguments& arguments, bool verbose,
                     const FuzzInput& answers) {
   Line line(answers);
   BootLoader client(std::make_unique<PortOnLine>(line));
@@ -124,18 +49,18 @@ void CheckOperation(const Operation& operation, std::uint16_t code, bool verbose
   {
     const FakeTime time(SleepOn(line));
     const CapturedStream out(std::cout);
-    result = InWords([&] { return operation.run(client, code); });
+    RunInto(result, operation, arguments, client);
     printed = out.Text();
   }
 
   Line expected_line(answers);
   ClientModel model(expected_line);
-  const std::string expected = InWords([&] { return operation.model(model, code); });
+  const std::string expected = ModelOutcome(operation, arguments, model);
 
   Require(HeldLocks() == held_before, "the lock is free again");
   Require(line.Record() == expected_line.Record(), "the conversation is the model's");
   Require(result == expected, "the result is the model's");
-  if (!verbose && !operation.prints_a_trace) {
+  if (!verbose && !IsAnUpload(operation)) {  // which prints a trace
     Require(printed == model.Printed(), "standard output is the model's");
   }
 }
@@ -147,10 +72,12 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   FuzzInput input(data, size);
   try {
     const std::uint8_t choice = input.TakeByte();
-    const std::uint16_t code = input.TakeWord();
-    CheckOperation(kOperations.at(choice % 128 % kOperations.size()), code, choice >= 128, input);
-  } catch (const InputUsedUp&) {
-    return 0;
+    const Arguments arguments{input.TakeWord(), ImagePath(), Image()};
+    const auto& operations = Operations();
+    CheckOperation(operations.at(choice % 128 % operations.size()), arguments, choice >= 128,
+                   input);
+  } catch (const EndOfRun&) {
+    return 0;  // nothing to check
   }
   return 0;
 }

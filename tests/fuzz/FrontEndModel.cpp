@@ -1,75 +1,31 @@
 #include "fuzz/FrontEndModel.h"
 
 #include <algorithm>
-#include <functional>
-#include <map>
 #include <stdexcept>
-#include <utility>
+
+#include "tables/Commands.h"
 
 namespace kvo::bootloadertms::testing {
 
 namespace {
 
-using Answers = std::vector<std::string>;
-
-struct ModelCommand {
-  std::string label;
-  std::function<Answers(IBootLoader&)> run;
-};
-
-template <typename Operation>
-ModelCommand Silent(const char* label, Operation operation) {
-  return {label, [operation](IBootLoader& client) { return (client.*operation)(), Answers{}; }};
+// Null when there is none.
+const Command* CommandOf(std::uint32_t code) {
+  const auto& commands = Commands();
+  const auto command = std::find_if(commands.begin(), commands.end(),
+                                    [code](const Command& row) { return row.code == code; });
+  return command == commands.end() ? nullptr : &*command;
 }
 
-template <typename Operation>
-ModelCommand Pinging(const char* label, Operation operation, const char* failure) {
-  return {label, [operation, failure](IBootLoader& client) {
-            return (client.*operation)() != 0 ? Answers{} : throw std::runtime_error(failure);
-          }};
-}
-
-template <typename Operation>
-ModelCommand Answered(const char* label, Operation operation, std::uint32_t code) {
-  return {label,
-          [operation, code](IBootLoader& client) { return Answers{(client.*operation)(code)}; }};
-}
-
-template <typename Operation>
-ModelCommand Described(const char* label, Operation operation) {
-  return {label, [operation](IBootLoader& client) {
-            const DeviceInfos infos = (client.*operation)();
-            return Answers{infos.GetAnswerS(), infos.GetAnswerH(), infos.GetAnswerP(),
-                           infos.GetAnswerV()};
-          }};
-}
-
-const std::map<std::uint32_t, ModelCommand>& ModelCommands() {
-  using Client = IBootLoader;
-  static const std::map<std::uint32_t, ModelCommand> kCommands = {
-      {0x30,
-       Pinging("BL_CMD_PING", &Client::PingBootloader, "Bootloader doesn't respond. Exiting  ")},
-      {0x36, Silent("BL_CMD_EXEC_APP", &Client::ActivateApplication)},
-      {0x37, Answered("BL_CMD_HW_INFO", &Client::SendBootloaderCommand, 55)},
-      {0x38, Answered("BL_CMD_BL_INFO", &Client::SendBootloaderCommand, 56)},
-      {0x39, Answered("BL_CMD_APP_INFO", &Client::SendBootloaderCommand, 57)},
-      {0x4B, Pinging("APP_CALIB", &Client::Calibrate, "Calibration failed. Exiting")},
-      {0x51, Silent("APP_ACTIVE_BOOTLOADER", &Client::ActivateBootloader)},
-      {0x52, Pinging("APP_PING", &Client::PingApplication, "Application doesn't respond. Exiting")},
-      {0x62, Answered("APP_CMD_SAFE_BOOT_STATUS", &Client::SendApplicationCommand, 98)},
-      {0x100, Described("BL_CMD_DEVICE_INFO", &Client::ReadBootloaderInfos)},
-      {0x110, Silent("RESTORE_DEFAULT_PARAMTERS", &Client::RestoreDefaultParameters)},
-      {0x200, Described("APP_CMD_DEVICE_INFO", &Client::ReadApplicationInfos)},
-  };
-  return kCommands;
-}
-
-std::string ProgressText(std::uint32_t code, const std::string& typed) {
-  if (ModelCommands().count(code) == 0) {
+// With the code as it was typed in place of the table's.
+std::string ProgressText(const Command* command, const std::string& typed) {
+  if (command == nullptr) {
     return "\nSend CMD (" + typed + ")...";
   }
-  return "\nSend " + ModelCommands().at(code).label +
-         (code == 0x30 ? " (" + typed + ")..." : " ...");
+  std::string text = command->progress;
+  const std::string code = Typed(command->code);
+  const std::size_t place = text.find(code);
+  return place == std::string::npos ? text : text.replace(place, code.size(), typed);
 }
 
 // The sign and the digits of a number.
@@ -140,12 +96,13 @@ void FrontEndModel::RunCommand(IBootLoader& client) {
   const std::string typed = ValueOf("--command");
   const std::uint32_t code =
       HexadecimalNumber(typed, "No command specified. Exiting", "Invalid command : ");
-  Log(ProgressText(code, typed));
+  const Command* const command = CommandOf(code);
+  Log(ProgressText(command, typed));
   try {
-    if (ModelCommands().count(code) == 0) {
+    if (command == nullptr) {
       throw std::runtime_error("Command not implemented. Exiting");
     }
-    const Answers answers = ModelCommands().at(code).run(client);
+    const std::vector<std::string> answers = command->run(client);
     Log(" [OK]\n");
     for (const std::string& answer : answers) {
       printed_ += answer + "\n";

@@ -12,7 +12,7 @@ namespace kvo::bootloadertms::testing {
 // code that does it.
 class FrontEndModel {
  public:
-  // The program's arguments behind its name, at least four.
+  // The program's arguments after its name, at least four.
   FrontEndModel(std::vector<std::string> arguments, bool process_wide_log_is_verbose)
       : arguments_(std::move(arguments)), log_is_verbose_(process_wide_log_is_verbose) {}
 

@@ -2,8 +2,6 @@
 
 #include <system_error>
 
-#include "fuzz/Require.h"
-
 namespace kvo::bootloadertms::testing {
 
 namespace {
@@ -18,19 +16,12 @@ void Line::Write(std::uint8_t byte) {
   RequireAnEnd();
 }
 
-void Line::Write(const std::string& bytes) {
-  for (const char byte : bytes) {
-    Write(static_cast<std::uint8_t>(byte));
-  }
-}
-
 void Line::Flush() {
   record_ += 'f';
   RequireAnEnd();
 }
 
 void Line::Sleep(std::chrono::nanoseconds time) {
-  slept_ += time;
   record_ += 's' + std::to_string(time.count()) + ';';
   RequireAnEnd();
 }

@@ -5,7 +5,7 @@
 #include <iostream>
 #include <vector>
 
-#include "fuzz/FuzzTarget.h"
+#include "fuzz/Fuzzing.h"
 #include "support/TemporaryFolder.h"
 
 namespace {
@@ -23,7 +23,7 @@ void Run(const std::string& file) {
   // Named first, so that the last line tells which input a run has died of.
   std::cerr << file << std::endl;
   const std::string input = kvo::bootloadertms::testing::ReadFile(file);
-  // Of its own size, so that reading behind its end is seen.
+  // Of its own size, so that reading beyond its end is seen.
   const std::vector<std::uint8_t> bytes(input.begin(), input.end());
   LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
 }

@@ -9,10 +9,15 @@
 
 namespace kvo::bootloadertms::testing {
 
-// The operations of a port that no client on a ready port uses: each fails the test. For ports of
-// tests to be made from.
+// The operations of a port that clients of a ready port don't use: each fails the test. And what
+// all ports of tests say of themselves, in a name that doesn't fit into a string's own room. For
+// ports of tests to be made from.
 class UnaskedPort : public ISerialPort {
  public:
+  std::string GetDevice() override { return "/dev/serial/by-id/usb-board-if00-port0"; }
+  std::uint32_t GetBaudRate() override { return 115200; }
+  int Close() override { return 0; }
+
   std::uint32_t SetDevice(std::string /*device*/) override { Unexpected("SetDevice"); }
   std::uint32_t SetBaudRate(std::uint32_t /*rate*/) override { Unexpected("SetBaudRate"); }
   void SetTimeout(std::int32_t /*timeout_ms*/) override { Unexpected("SetTimeout"); }

@@ -4,16 +4,16 @@
 #include <cstdint>
 #include <string>
 
-#include "fuzz/Line.h"
-#include "fuzz/TransferModel.h"
+#include "tables/TransferModel.h"
+#include "tables/Wire.h"
 
 namespace kvo::bootloadertms::testing {
 
-// How docs/protocol.md says that the client's operations are to go over the line, apart from the
-// code that does it. Each returns the operation's result in words, or throws what it is to throw.
+// How docs/protocol.md says that the client's operations go over the line, apart from the code that
+// does it. Each returns the operation's result in words, or throws what it is to throw.
 class ClientModel {
  public:
-  explicit ClientModel(Line& line) : line_(line) {}
+  explicit ClientModel(Wire& wire) : wire_(wire) {}
 
   std::string PingBootloader();
   std::string PingApplication();
@@ -32,10 +32,12 @@ class ClientModel {
   const std::string& Printed() const { return printed_; }
 
  private:
+  void Sleep(std::chrono::nanoseconds time);
   std::string Exchange(std::uint8_t request, std::chrono::milliseconds wait);
   std::string Ask(std::uint8_t request, std::chrono::milliseconds wait, bool again_for_signature);
 
-  Line& line_;
+  Wire& wire_;
+  std::chrono::nanoseconds slept_{};
   std::string printed_;
 };
 

@@ -1,4 +1,4 @@
-#include "fuzz/ClientModel.h"
+#include "tables/ClientModel.h"
 
 #include <stdexcept>
 
@@ -39,10 +39,10 @@ std::string ClientModel::PingBootloader() {
   int attempt = 0;
   bool answered = false;
   while (attempt < kBootloaderPings && !answered) {
-    line_.Flush();
-    line_.Write(std::uint8_t{0x30});
-    answered = line_.ReadByte() == 'A';
-    line_.Sleep(50ms);
+    wire_.Flush();
+    wire_.Write(0x30);
+    answered = wire_.ReadByte() == 'A';
+    Sleep(50ms);
     ++attempt;
   }
   return std::to_string(answered ? kBootloaderPings + 1 - attempt : 0);
@@ -50,10 +50,10 @@ std::string ClientModel::PingBootloader() {
 
 std::string ClientModel::PingApplication() {
   for (int attempt = 1; attempt <= kApplicationPings; ++attempt) {
-    line_.Flush();
-    line_.Write(std::uint8_t{0x30});
-    const bool answered = Holds(line_.Read(), "ping_callback_function");
-    line_.Sleep(50ms);
+    wire_.Flush();
+    wire_.Write(0x30);
+    const bool answered = Holds(wire_.Read(), "ping_callback_function");
+    Sleep(50ms);
     if (answered) {
       return std::to_string((kApplicationPings - attempt) * 50 % 256);
     }
@@ -62,17 +62,17 @@ std::string ClientModel::PingApplication() {
 }
 
 std::string ClientModel::Calibrate() {
-  line_.Flush();
-  line_.Write(std::uint8_t{0x4B});
-  line_.Sleep(500ms);
-  const std::string answer = line_.Read();
+  wire_.Flush();
+  wire_.Write(0x4B);
+  Sleep(500ms);
+  const std::string answer = wire_.Read();
   if (!Holds(answer, "KVO_CMD_CALIBRATE")) {
     return "0";
   }
   printed_ = "\n" + answer + "\n";
-  while (line_.Slept() < 120s) {
-    line_.Sleep(100ms);
-    if (Holds(line_.Read(), "---")) {
+  while (slept_ < 120s) {
+    Sleep(100ms);
+    if (Holds(wire_.Read(), "---")) {
       return "1";
     }
   }
@@ -80,11 +80,11 @@ std::string ClientModel::Calibrate() {
 }
 
 std::string ClientModel::ActivateBootloader() {
-  line_.Write(std::uint8_t{0x51});
-  line_.Sleep(1s);
-  line_.Flush();
-  line_.Write("\x18\x18");
-  line_.Sleep(100ms);
+  wire_.Write(0x51);
+  Sleep(1s);
+  wire_.Flush();
+  wire_.WriteAll("\x18\x18");
+  Sleep(100ms);
   if (PingBootloader() == "0") {
     throw std::runtime_error("Bootloader doesn't respond. Exiting");
   }
@@ -92,9 +92,9 @@ std::string ClientModel::ActivateBootloader() {
 }
 
 std::string ClientModel::ActivateApplication() {
-  line_.Write(std::uint8_t{0x36});
-  line_.Sleep(1s);
-  line_.Flush();
+  wire_.Write(0x36);
+  Sleep(1s);
+  wire_.Flush();
   if (PingApplication() == "0") {
     throw std::runtime_error("Application doesn't respond. Exiting");
   }
@@ -102,30 +102,32 @@ std::string ClientModel::ActivateApplication() {
 }
 
 std::string ClientModel::SendBootloaderCommand(std::uint32_t code) {
-  line_.Flush();
+  wire_.Flush();
   return Valid(Exchange(static_cast<std::uint8_t>(code % 256), 100ms), "bootloader");
 }
 
 std::string ClientModel::SendApplicationCommand(std::uint32_t code) {
-  line_.Flush();
+  wire_.Flush();
   const std::string answer = Exchange(static_cast<std::uint8_t>(code % 256), 100ms);
   return Valid(code == 0x62 ? Cleaned(answer) : answer, "application");
 }
 
 std::string ClientModel::Upload(TransferModel transfer) {
-  line_.Write(std::uint8_t{0x31});
-  line_.Sleep(20ms);
-  if (transfer.Play(line_) != TransferModel::Result::kSent) {
+  wire_.WriteAll(transfer.ToSend());
+  Sleep(20ms);
+  transfer.Play(wire_);
+  if (transfer.HasEnded()) {
     throw std::runtime_error("!!! YModem transmit failed. Exiting");
   }
-  if (line_.ReadByte() != 'O') {
+  transfer.Take(wire_.ReadByte());
+  if (transfer.GetState() != TransferModel::State::kAccepted) {
     throw std::runtime_error("!!! YModem transfer on boot loader failed. Exiting");
   }
   return "";
 }
 
 std::string ClientModel::ReadBootloaderInfos() {
-  line_.Flush();
+  wire_.Flush();
   std::string infos;
   for (const char question : {'s', 'h', 'p', 'V', 'v'}) {
     const std::string answer = Ask(static_cast<std::uint8_t>(question), 100ms, false);
@@ -135,7 +137,7 @@ std::string ClientModel::ReadBootloaderInfos() {
 }
 
 std::string ClientModel::ReadApplicationInfos() {
-  line_.Flush();
+  wire_.Flush();
   const std::string boot_status = Ask(0x62, 20ms, true);
   if (boot_status.empty()) {
     throw std::runtime_error(
@@ -149,17 +151,17 @@ std::string ClientModel::ReadApplicationInfos() {
 }
 
 std::string ClientModel::RestoreDefaultParameters() {
-  line_.Flush();
-  line_.Write(std::uint8_t{'Q'});
+  wire_.Flush();
+  wire_.Write('Q');
   for (const char command : {'6', 't', 'C', 'R', 'L'}) {
-    line_.Sleep(100ms);
-    line_.Write(static_cast<std::uint8_t>(command));
+    Sleep(100ms);
+    wire_.Write(static_cast<std::uint8_t>(command));
   }
   return "";
 }
 
 std::string ClientModel::SendCharacter(std::uint8_t character) {
-  line_.Flush();
+  wire_.Flush();
   std::string answer = Cleaned(Exchange(character, 100ms));
   if (answer == "U") {
     throw std::runtime_error("Invalid command. Exiting");
@@ -167,10 +169,15 @@ std::string ClientModel::SendCharacter(std::uint8_t character) {
   return answer;
 }
 
+void ClientModel::Sleep(std::chrono::nanoseconds time) {
+  slept_ += time;
+  wire_.Sleep(time);
+}
+
 std::string ClientModel::Exchange(std::uint8_t request, std::chrono::milliseconds wait) {
-  line_.Write(request);
-  line_.Sleep(wait);
-  return line_.Read();
+  wire_.Write(request);
+  Sleep(wait);
+  return wire_.Read();
 }
 
 std::string ClientModel::Ask(std::uint8_t request, std::chrono::milliseconds wait,

@@ -1,4 +1,4 @@
-#include "fuzz/Require.h"
+#include "fuzz/Fuzzing.h"
 
 #include <sys/time.h>
 

@@ -4,13 +4,28 @@
 #include <cstdint>
 #include <string>
 
+#include "tables/Wire.h"
+
+// What each fuzz target defines: one run of the code under test on `data`, which ends the process
+// when something is wrong. libFuzzer calls it, or ReplayMain.cpp with the inputs that are kept.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
+
 namespace kvo::bootloadertms::testing {
 
-// Thrown at the code under test when the input is used up: it ends the run. No `std::exception`, so
-// that nobody on the way takes it for a failure of theirs.
-struct InputUsedUp {};
+// Ends the process, with `what` on standard error, unless it holds.
+void Require(bool holds, const char* what);
 
-// The bytes of one run, taken from the front.
+// Ends the process when this object lives longer than 20 seconds of the processor's time: the code
+// under test doesn't come to an end.
+class RunLimit {
+ public:
+  RunLimit();
+  RunLimit(const RunLimit&) = delete;
+  RunLimit& operator=(const RunLimit&) = delete;
+  ~RunLimit();
+};
+
+// The bytes of one run, taken from the front. Where one is wanted and none is left, the run ends.
 class FuzzInput {
  public:
   // Borrows `data`.
@@ -18,7 +33,7 @@ class FuzzInput {
 
   std::uint8_t TakeByte() {
     if (size_ == 0) {
-      throw InputUsedUp{};
+      throw EndOfRun{};
     }
     --size_;
     return *data_++;
