@@ -5,9 +5,11 @@
 #include <string>
 #include <vector>
 
+#include "serial/PortInUse.h"
 #include "support/FakeTime.h"
 #include "support/OpenDescriptors.h"
 #include "support/RecordedSystemCalls.h"
+#include "support/StandInTools.h"
 #include "wire/serial/SerialPortFixture.h"
 
 namespace kvo::bootloadertms {
@@ -16,7 +18,9 @@ namespace {
 using testing::ExpectSystemError;
 using testing::FakeTime;
 using testing::OpenDescriptorsOf;
+using testing::PathOfThisProcess;
 using testing::RecordedSystemCalls;
+using testing::StandInTools;
 using Texts = std::vector<std::string>;
 
 // The calls of the C library that an operation makes, in their order.
@@ -43,8 +47,9 @@ class SerialPortLinuxCallsTest : public testing::SerialPortFixture {
 TEST_F(SerialPortLinuxCallsTest, OpenHasTheseFlagsAndNoOthersAndThenConfigures) {
   const RecordedSystemCalls calls;
   port_.Open();
-  EXPECT_EQ(calls.Texts(), (Texts{"open(\"" + terminal_.Path() + "\", 0x101102)",
-                                  OnPort("tcflush", ", 0"), OnPort("tcsetattr", ", 0")}));
+  EXPECT_EQ(calls.Texts(),
+            (Texts{"open(\"" + terminal_.Path() + "\", 0x101102)", OnPort("tcgetattr", ""),
+                   OnPort("tcflush", ", 0"), OnPort("tcsetattr", ", 0")}));
 }
 
 TEST_F(SerialPortLinuxCallsTest, SetTermiosDiscardsInputBeforeItAppliesAtOnce) {
@@ -95,7 +100,7 @@ TEST_F(SerialPortLinuxCallsTest, AShortWriteIsReturnedAndTheRestIsNotSent) {
 TEST_F(SerialPortLinuxCallsTest, AnInterruptedWriteIsNotRepeated) {
   port_.Open();
   RecordedSystemCalls calls;
-  calls.FailWrite(1, EINTR);
+  calls.Fail("write", 1, EINTR);
   ExpectSystemError([this] { port_.Write("ab"); });
   EXPECT_EQ(calls.Texts(), Texts{WriteOf("ab")});
 }
@@ -115,7 +120,7 @@ TEST_F(SerialPortLinuxCallsTest, WriteByteThatIsNotTakenIsNoErrorAndNotRepeated)
   EXPECT_EQ(calls.Texts(), Texts{WriteOf("x")});
 }
 
-TEST_F(SerialPortLinuxCallsTest, WriteSlowlySleepsBehindEveryByte) {
+TEST_F(SerialPortLinuxCallsTest, WriteSlowlySleepsAfterEachByte) {
   port_.Open();
   RecordedSystemCalls calls;
   {
@@ -159,13 +164,13 @@ TEST_F(SerialPortLinuxCallsTest, WriteSlowlySleepsTheLongestDelayInFull) {
 TEST_F(SerialPortLinuxCallsTest, WriteSlowlyStopsAtAFailedWrite) {
   port_.Open();
   RecordedSystemCalls calls;
-  calls.FailWrite(2, EIO);
+  calls.Fail("write", 2, EIO);
   const FakeTime time = NotingSleeps(calls);
   ExpectSystemError([this] { port_.WriteSlowly("abc", 20); });
   EXPECT_EQ(calls.Texts(), (Texts{WriteOf("a"), "sleep 20000000 ns", WriteOf("b")}));
 }
 
-TEST_F(SerialPortLinuxCallsTest, WriteSlowlyGoesOnBehindAByteThatIsNotTaken) {
+TEST_F(SerialPortLinuxCallsTest, WriteSlowlyGoesOnAfterAByteThatIsNotTaken) {
   port_.Open();
   RecordedSystemCalls calls;
   calls.ShortenWrite(1, 0);
@@ -173,6 +178,24 @@ TEST_F(SerialPortLinuxCallsTest, WriteSlowlyGoesOnBehindAByteThatIsNotTaken) {
   EXPECT_NO_THROW(port_.WriteSlowly("ab", 20));
   EXPECT_EQ(calls.Texts(),
             (Texts{WriteOf("a"), "sleep 20000000 ns", WriteOf("b"), "sleep 20000000 ns"}));
+}
+
+TEST(PortInUseCallsTest, TheTwoCommandLinesAreTheseAndNoOthers) {
+  const StandInTools tools;
+  const PathOfThisProcess path(tools.Environment().at("PATH"));
+  const RecordedSystemCalls calls;
+  EXPECT_FALSE(IsPortInUse("/dev/ttyX"));
+  EXPECT_EQ(calls.Texts(), (Texts{R"(popen("lsof /dev/ttyX", "r"))",
+                                  R"(popen("ps -aux | grep [m]inicom", "r"))"}));
+}
+
+TEST(PortInUseCallsTest, AHeldDeviceNeedsNoSecondCommandLine) {
+  StandInTools tools;
+  tools.LsofPrints("cat 1\n");
+  const PathOfThisProcess path(tools.Environment().at("PATH"));
+  const RecordedSystemCalls calls;
+  EXPECT_TRUE(IsPortInUse("/dev/ttyX"));
+  EXPECT_EQ(calls.Texts(), Texts{R"(popen("lsof /dev/ttyX", "r"))"});
 }
 
 }  // namespace
