@@ -60,9 +60,7 @@ class SpoiltTransfer {
   SpoiltTransfer(const std::string& image, const std::string& right_answers, Answering answering)
       : image_path_(folder_.WriteFile("fw_tv.bin", image)),
         board_(ObligingBoard::Program::kBootloader, image),
-        model_(
-            PacketZeroOfBoard(image.size(), {0, "tv", "TRK4_R1", "TRK4-R1-APPLICATION", "VER 1.0"}),
-            image),
+        model_(PacketZeroOfBoard(image.size(), *BoardOfKey("tv")), image),
         is_taped_(answering == Answering::kTaped) {
     auto line = std::make_unique<FaultyLine>(board_, model_, is_taped_ ? right_answers : "");
     line_ = line.get();

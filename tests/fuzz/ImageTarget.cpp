@@ -2,7 +2,6 @@
 //
 // Input: an image's length in four bytes, the low ones first, for packet 0 alone; a counted text
 // that is the file's name; three counted texts of a record; then the file's content.
-#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <fstream>
@@ -23,15 +22,6 @@ using kvo::bootloadertms::BuildPacketZero;
 using kvo::bootloadertms::ImageFile;
 using kvo::bootloadertms::PacketZeroData;
 using namespace kvo::bootloadertms::testing;
-
-// Null when there is none.
-const Board* BoardOfKey(const std::string& key) {
-  const auto& boards = Boards();
-  const auto board = std::find_if(boards.begin(), boards.end(), [&key](const Board& row) {
-    return !row.key.empty() && row.key == key;
-  });
-  return board == boards.end() ? nullptr : &*board;
-}
 
 std::string KeyOf(const std::string& name) {
   std::string key;

@@ -32,4 +32,14 @@ inline const std::vector<Board>& Boards() {
   return kBoards;
 }
 
+// The first with this key; null when there is none.
+inline const Board* BoardOfKey(const std::string& key) {
+  for (const Board& board : Boards()) {
+    if (!board.key.empty() && board.key == key) {
+      return &board;
+    }
+  }
+  return nullptr;
+}
+
 }  // namespace kvo::bootloadertms::testing

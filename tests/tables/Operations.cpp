@@ -1,6 +1,5 @@
 #include "tables/Operations.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <new>
 #include <stdexcept>
@@ -25,12 +24,6 @@ void Append(std::string& result, const DeviceInfos& infos) {
     result.append(*field).append("\n");
   }
   result.append(infos.GetBootStatus());
-}
-
-std::string PacketZeroOfTv(std::size_t length) {
-  return PacketZeroOfBoard(length,
-                           *std::find_if(Boards().begin(), Boards().end(),
-                                         [](const Board& board) { return board.key == "tv"; }));
 }
 
 template <typename Error>
@@ -109,7 +102,7 @@ const std::vector<Operation>& Operations() {
       {"UploadImage",
        [](Client& client, const Args& args, Result&) { client.UploadImage(args.image_path); },
        [](Model& model, const Args& args) {
-         return model.Upload({PacketZeroOfTv(args.image.size()), args.image});
+         return model.Upload({PacketZeroOfBoard(args.image.size(), *BoardOfKey("tv")), args.image});
        }},
       {"UploadImageWithInfos",
        [](Client& client, const Args& args, Result&) {
