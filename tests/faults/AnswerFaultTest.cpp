@@ -83,7 +83,7 @@ class SpoiltTransfer {
     return faults.empty() || line_->Position() >= faults.back().position;
   }
 
-  // In which states runs have ended, or waited for ever.
+  // In which states runs have ended, or waited indefinitely.
   const std::set<State>& Ends() const { return ends_; }
 
  private:
@@ -140,9 +140,10 @@ class AnswerFaultTest : public ::testing::TestWithParam<Answering> {
 };
 
 TEST_P(AnswerFaultTest, AnySingleFaultEndsAsTheModelSays) {
-  const std::string answers = "C\x06\x43\x06\x06\x06\x43\x06O";
-  SpoiltTransfer transfer(std::string(1024, '\x01') + std::string(476, '\x02'), answers,
-                          GetParam());
+  const std::string image =
+      std::string(1024, '\x01') + std::string(1024, '\x02') + std::string(452, '\x03');
+  const std::string answers = "C\x06\x43\x06\x06\x06\x06\x43\x06O";
+  SpoiltTransfer transfer(image, answers, GetParam());
   EXPECT_TRUE(transfer.Run({}));
   EXPECT_EQ(transfer.Ends(), std::set<State>{State::kAccepted});
   std::size_t position = 1;

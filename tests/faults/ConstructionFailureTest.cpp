@@ -1,6 +1,6 @@
 // Proves that whichever call of the system or allocation fails while a client opens a port, the
-// construction ends as BootLoader.h says, tells what it is to tell, and leaves neither memory nor a
-// descriptor behind; and that a port that can't be closed ends the program.
+// construction ends as BootLoader.h says, tells what it is to tell, and leaks neither memory nor a
+// descriptor; and that a port that can't be closed ends the program.
 #include <gtest/gtest.h>
 #include <unistd.h>
 

@@ -27,7 +27,7 @@ struct PortTrouble {
   std::size_t first_call;
   bool lasting;
 
-  std::string calls;    // a letter each
+  std::string calls;    // one letter each
   std::string written;  // in calls that went well or were silent
   int closes = 0;
   int calls_without_lock = 0;  // made while not exactly one mutex was held

@@ -57,7 +57,7 @@ class PortFailureTest : public ::testing::TestWithParam<OperationCase> {
     EXPECT_EQ(OpenDescriptorsOf(image_path).size(), 0U);
     EXPECT_TRUE(!IsAnUpload(operation_) || !outcome.starts_with("returns ") ||
                 board_.HasConfirmed());
-    const Ending ending{trouble.calls, trouble.written, outcome};
+    Ending ending{trouble.calls, trouble.written, outcome};
     board_.ExpectUsable(*client, trouble);
     client.reset();
     EXPECT_EQ(trouble.closes, 1);

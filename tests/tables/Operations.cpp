@@ -62,86 +62,85 @@ using Model = ClientModel;
 using Args = Arguments;
 using Result = std::string;
 
+const std::vector<Operation> kOperations = {
+    {"PingBootloader",
+     [](Client& client, const Args&, Result& result) {
+       result += std::to_string(client.PingBootloader());
+     },
+     [](Model& model, const Args&) { return model.PingBootloader(); }},
+    {"PingApplication",
+     [](Client& client, const Args&, Result& result) {
+       result += std::to_string(client.PingApplication());
+     },
+     [](Model& model, const Args&) { return model.PingApplication(); }, true},
+    {"Calibrate",
+     [](Client& client, const Args&, Result& result) {
+       result += std::to_string(client.Calibrate());
+     },
+     [](Model& model, const Args&) { return model.Calibrate(); }, true},
+    {"ActivateBootloader",
+     [](Client& client, const Args&, Result&) { client.ActivateBootloader(); },
+     [](Model& model, const Args&) { return model.ActivateBootloader(); }, true},
+    {"ActivateApplication",
+     [](Client& client, const Args&, Result&) { client.ActivateApplication(); },
+     [](Model& model, const Args&) { return model.ActivateApplication(); }},
+    {"SendBootloaderCommand",
+     [](Client& client, const Args& args, Result& result) {
+       result += client.SendBootloaderCommand(args.code);
+     },
+     [](Model& model, const Args& args) { return model.SendBootloaderCommand(args.code); }, false,
+     0x37},
+    {"SendApplicationCommand",
+     [](Client& client, const Args& args, Result& result) {
+       result += client.SendApplicationCommand(args.code);
+     },
+     [](Model& model, const Args& args) { return model.SendApplicationCommand(args.code); }, true,
+     0x62},
+    {"UploadImage",
+     [](Client& client, const Args& args, Result&) { client.UploadImage(args.image_path); },
+     [](Model& model, const Args& args) {
+       return model.Upload({PacketZeroOfBoard(args.image.size(), *BoardOfKey("tv")), args.image});
+     }},
+    {"UploadImageWithInfos",
+     [](Client& client, const Args& args, Result&) {
+       client.UploadImageWithInfos(args.image_path, kRecord);
+     },
+     [](Model& model, const Args& args) {
+       return model.Upload({PacketZeroOfRecord(args.image.size(), kF1, kF2, kF3), args.image});
+     }},
+    {"ReadBootloaderInfos",
+     [](Client& client, const Args&, Result& result) {
+       Append(result, client.ReadBootloaderInfos());
+     },
+     [](Model& model, const Args&) { return model.ReadBootloaderInfos(); }},
+    {"ReadApplicationInfos",
+     [](Client& client, const Args&, Result& result) {
+       Append(result, client.ReadApplicationInfos());
+     },
+     [](Model& model, const Args&) { return model.ReadApplicationInfos(); }, true},
+    {"RestoreDefaultParameters",
+     [](Client& client, const Args&, Result&) { client.RestoreDefaultParameters(); },
+     [](Model& model, const Args&) { return model.RestoreDefaultParameters(); }, true},
+    {"SendCharacter",
+     [](Client& client, const Args& args, Result& result) {
+       result += client.SendCharacter(static_cast<std::uint8_t>(args.code));
+     },
+     [](Model& model, const Args& args) {
+       return model.SendCharacter(static_cast<std::uint8_t>(args.code));
+     },
+     false, 'h'},
+    {"SetVerbose", [](Client& client, const Args&, Result&) { client.SetVerbose(true); },
+     [](Model&, const Args&) { return Result(); }},
+    {"SetTransferCallback",
+     [](Client& client, const Args&, Result&) {
+       client.SetTransferCallback([](bool /*failed*/, double /*fraction*/) {});
+     },
+     [](Model&, const Args&) { return Result(); }},
+};
+
 }  // namespace
 
-const std::vector<Operation>& Operations() {
-  static const std::vector<Operation> kOperations = {
-      {"PingBootloader",
-       [](Client& client, const Args&, Result& result) {
-         result += std::to_string(client.PingBootloader());
-       },
-       [](Model& model, const Args&) { return model.PingBootloader(); }},
-      {"PingApplication",
-       [](Client& client, const Args&, Result& result) {
-         result += std::to_string(client.PingApplication());
-       },
-       [](Model& model, const Args&) { return model.PingApplication(); }, true},
-      {"Calibrate",
-       [](Client& client, const Args&, Result& result) {
-         result += std::to_string(client.Calibrate());
-       },
-       [](Model& model, const Args&) { return model.Calibrate(); }, true},
-      {"ActivateBootloader",
-       [](Client& client, const Args&, Result&) { client.ActivateBootloader(); },
-       [](Model& model, const Args&) { return model.ActivateBootloader(); }, true},
-      {"ActivateApplication",
-       [](Client& client, const Args&, Result&) { client.ActivateApplication(); },
-       [](Model& model, const Args&) { return model.ActivateApplication(); }},
-      {"SendBootloaderCommand",
-       [](Client& client, const Args& args, Result& result) {
-         result += client.SendBootloaderCommand(args.code);
-       },
-       [](Model& model, const Args& args) { return model.SendBootloaderCommand(args.code); }, false,
-       0x37},
-      {"SendApplicationCommand",
-       [](Client& client, const Args& args, Result& result) {
-         result += client.SendApplicationCommand(args.code);
-       },
-       [](Model& model, const Args& args) { return model.SendApplicationCommand(args.code); }, true,
-       0x62},
-      {"UploadImage",
-       [](Client& client, const Args& args, Result&) { client.UploadImage(args.image_path); },
-       [](Model& model, const Args& args) {
-         return model.Upload({PacketZeroOfBoard(args.image.size(), *BoardOfKey("tv")), args.image});
-       }},
-      {"UploadImageWithInfos",
-       [](Client& client, const Args& args, Result&) {
-         client.UploadImageWithInfos(args.image_path, kRecord);
-       },
-       [](Model& model, const Args& args) {
-         return model.Upload({PacketZeroOfRecord(args.image.size(), kF1, kF2, kF3), args.image});
-       }},
-      {"ReadBootloaderInfos",
-       [](Client& client, const Args&, Result& result) {
-         Append(result, client.ReadBootloaderInfos());
-       },
-       [](Model& model, const Args&) { return model.ReadBootloaderInfos(); }},
-      {"ReadApplicationInfos",
-       [](Client& client, const Args&, Result& result) {
-         Append(result, client.ReadApplicationInfos());
-       },
-       [](Model& model, const Args&) { return model.ReadApplicationInfos(); }, true},
-      {"RestoreDefaultParameters",
-       [](Client& client, const Args&, Result&) { client.RestoreDefaultParameters(); },
-       [](Model& model, const Args&) { return model.RestoreDefaultParameters(); }, true},
-      {"SendCharacter",
-       [](Client& client, const Args& args, Result& result) {
-         result += client.SendCharacter(static_cast<std::uint8_t>(args.code));
-       },
-       [](Model& model, const Args& args) {
-         return model.SendCharacter(static_cast<std::uint8_t>(args.code));
-       },
-       false, 'h'},
-      {"SetVerbose", [](Client& client, const Args&, Result&) { client.SetVerbose(true); },
-       [](Model&, const Args&) { return Result(); }},
-      {"SetTransferCallback",
-       [](Client& client, const Args&, Result&) {
-         client.SetTransferCallback([](bool /*failed*/, double /*fraction*/) {});
-       },
-       [](Model&, const Args&) { return Result(); }},
-  };
-  return kOperations;
-}
+const std::vector<Operation>& Operations() { return kOperations; }
 
 bool IsAnUpload(const Operation& operation) { return operation.name.starts_with("Upload"); }
 
