@@ -13,8 +13,8 @@
 #include "faults/AllocationLedger.h"
 #include "faults/FailingPort.h"
 #include "faults/OperationCase.h"
+#include "support/Files.h"
 #include "support/HeldLocks.h"
-#include "support/OpenDescriptors.h"
 
 namespace kvo::bootloadertms::testing {
 namespace {

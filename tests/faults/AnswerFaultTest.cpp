@@ -16,9 +16,9 @@
 #include "faults/FaultyLine.h"
 #include "faults/ObligingBoard.h"
 #include "support/FakeTime.h"
+#include "support/Files.h"
 #include "support/HeldLocks.h"
-#include "support/SilencedOutput.h"
-#include "support/TemporaryFolder.h"
+#include "support/Output.h"
 #include "tables/TransferModel.h"
 
 namespace kvo::bootloadertms::testing {

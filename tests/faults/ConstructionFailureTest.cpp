@@ -17,12 +17,11 @@
 
 #include "client/BootLoader.h"
 #include "faults/AllocationLedger.h"
-#include "support/CapturedStream.h"
+#include "support/Files.h"
 #include "support/HeldLocks.h"
-#include "support/OpenDescriptors.h"
+#include "support/Output.h"
+#include "support/Processes.h"
 #include "support/RecordedSystemCalls.h"
-#include "support/SilencedOutput.h"
-#include "support/StandInTools.h"
 #include "support/TestTerminal.h"
 
 namespace kvo::bootloadertms::testing {

@@ -10,8 +10,8 @@
 #include "faults/FailingPort.h"
 #include "faults/ObligingBoard.h"
 #include "support/FakeTime.h"
-#include "support/SilencedOutput.h"
-#include "support/TemporaryFolder.h"
+#include "support/Files.h"
+#include "support/Output.h"
 #include "tables/Operations.h"
 
 namespace kvo::bootloadertms::testing {

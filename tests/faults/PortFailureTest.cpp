@@ -17,8 +17,8 @@
 #include "faults/FailingPort.h"
 #include "faults/ObligingBoard.h"
 #include "faults/OperationCase.h"
+#include "support/Files.h"
 #include "support/HeldLocks.h"
-#include "support/OpenDescriptors.h"
 
 namespace kvo::bootloadertms::testing {
 namespace {
@@ -150,22 +150,6 @@ TEST_F(FailingPortTest, FailsInEachWay) {
   silent_port.WriteByte('0');
   EXPECT_TRUE(board_.HasAnswer());
   EXPECT_EQ(silent_port.ReadByte(), 0x00);
-}
-
-// A port that can't be closed.
-class StuckPort : public UnaskedPort {
- public:
-  int Close() override {
-    throw std::runtime_error("Tried to close serial port X, but close() failed.");
-  }
-  void Read(std::string& /*data*/) override { Unexpected("Read"); }
-  void WriteByte(std::uint8_t /*byte*/) override { Unexpected("WriteByte"); }
-  std::uint8_t ReadByte() override { Unexpected("ReadByte"); }
-  int FlushInput() override { Unexpected("FlushInput"); }
-};
-
-TEST(PortFailureDeathTest, AFailedCloseInTheDestructorEndsTheProgram) {
-  EXPECT_DEATH({ const BootLoader client(std::make_unique<StuckPort>()); }, "terminate called");
 }
 
 }  // namespace

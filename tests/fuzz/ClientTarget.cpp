@@ -7,10 +7,10 @@
 
 #include "client/BootLoader.h"
 #include "fuzz/Line.h"
-#include "support/CapturedStream.h"
 #include "support/FakeTime.h"
+#include "support/Files.h"
 #include "support/HeldLocks.h"
-#include "support/TemporaryFolder.h"
+#include "support/Output.h"
 #include "tables/Operations.h"
 
 namespace {

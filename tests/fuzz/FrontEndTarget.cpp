@@ -10,12 +10,12 @@
 #include <typeinfo>
 #include <vector>
 
-#include "front_end/Modes.h"
 #include "front_end/Arguments.h"
+#include "front_end/Modes.h"
 #include "front_end/Utility.h"
 #include "fuzz/FrontEndModel.h"
 #include "fuzz/Fuzzing.h"
-#include "support/CapturedStream.h"
+#include "support/Output.h"
 
 namespace {
 

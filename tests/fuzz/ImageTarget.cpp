@@ -8,7 +8,7 @@
 #include <stdexcept>
 
 #include "fuzz/Fuzzing.h"
-#include "support/TemporaryFolder.h"
+#include "support/Files.h"
 #include "tables/TransferModel.h"
 #include "transfer/BoardDefinition.h"
 #include "transfer/ImageFile.h"

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "fuzz/Fuzzing.h"
-#include "support/TemporaryFolder.h"
+#include "support/Files.h"
 
 namespace {
 

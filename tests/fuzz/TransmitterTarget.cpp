@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "fuzz/Line.h"
-#include "support/SilencedOutput.h"
+#include "support/Output.h"
 #include "tables/TransferModel.h"
 #include "transfer/YmodemSender.h"
 

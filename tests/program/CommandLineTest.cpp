@@ -8,7 +8,7 @@
 #include "program/Programs.h"
 #include "program/UploadTexts.h"
 #include "support/TestTerminal.h"
-#include "support/UsageLiteral.h"
+#include "tables/Usage.h"
 
 namespace kvo::bootloadertms::testing {
 namespace {

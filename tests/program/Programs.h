@@ -5,9 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "support/RunningProgram.h"
-#include "support/StandInTools.h"
-#include "support/TemporaryFolder.h"
+#include "support/Files.h"
+#include "support/Processes.h"
 
 namespace kvo::bootloadertms::testing {
 

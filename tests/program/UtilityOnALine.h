@@ -9,8 +9,7 @@
 
 #include "program/Programs.h"
 #include "program/UploadTexts.h"
-#include "support/RunningProgram.h"
-#include "support/StandInTools.h"
+#include "support/Processes.h"
 #include "support/TestTerminal.h"
 #include "tables/Commands.h"
 

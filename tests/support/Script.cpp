@@ -71,12 +71,6 @@ Script& Script::AnswerByte(std::uint8_t answer) {
 
 Script& Script::AnswerRead(const std::string& answer) { return Append(Action::kRead, answer); }
 
-Script& Script::WriteFails() { return Append(Action::kWriteFails); }
-
-Script& Script::ReadFails() { return Append(Action::kReadFails); }
-
-Script& Script::AnswerByteFails() { return Append(Action::kAnswerByteFails); }
-
 Script& Script::Sleep(std::chrono::nanoseconds time) { return SleepInterrupted(time, time); }
 
 Script& Script::SleepInterrupted(std::chrono::nanoseconds asked, std::chrono::nanoseconds slept) {
@@ -122,9 +116,8 @@ TransferProgress Script::ProgressCallback() {
 int Script::CloseCount() const { return close_count_; }
 
 std::string Script::Describe(const Step& step) {
-  static const std::deque<const char*> kNames = {
-      "FlushInput",      "Write", "AnswerByte", "AnswerRead",  "WriteFails", "ReadFails",
-      "AnswerByteFails", "Sleep", "Print",      "FlushOutput", "Progress"};
+  static const std::deque<const char*> kNames = {"FlushInput", "Write", "AnswerByte",  "AnswerRead",
+                                                 "Sleep",      "Print", "FlushOutput", "Progress"};
   return std::string(kNames.at(static_cast<std::size_t>(step.action))) + "(" + Quoted(step.text) +
          ")";
 }
@@ -209,6 +202,46 @@ std::streamsize Script::xsputn(const char* text, std::streamsize length) {
 // A stream swallows what its buffer throws; the next call on the port tells the code under test.
 int Script::sync() {
   Next({Action::kFlushOutput, ""});
+  return 0;
+}
+
+ScriptedSerialPort::ScriptedSerialPort(Script& script) : script_(script) {}
+
+std::string ScriptedSerialPort::GetDevice() {
+  script_.CheckLock("GetDevice");
+  return "/dev/ttyScript";
+}
+
+std::uint32_t ScriptedSerialPort::GetBaudRate() {
+  script_.CheckLock("GetBaudRate");
+  return 115200;
+}
+
+int ScriptedSerialPort::Close() {
+  script_.CheckLock("Close");
+  ++script_.close_count_;
+  return 0;
+}
+
+void ScriptedSerialPort::Read(std::string& data) {
+  script_.CheckLock("Read");
+  data.clear();
+  data = script_.Next({Script::Action::kRead, ""}).text;
+}
+
+void ScriptedSerialPort::WriteByte(std::uint8_t byte) {
+  script_.CheckLock("WriteByte");
+  script_.NextByte(byte);
+}
+
+std::uint8_t ScriptedSerialPort::ReadByte() {
+  script_.CheckLock("ReadByte");
+  return static_cast<std::uint8_t>(script_.Next({Script::Action::kReadByte, ""}).text.front());
+}
+
+int ScriptedSerialPort::FlushInput() {
+  script_.CheckLock("FlushInput");
+  script_.Next({Script::Action::kFlushInput, ""});
   return 0;
 }
 

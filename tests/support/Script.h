@@ -11,13 +11,14 @@
 
 #include "client/TransferProgress.h"
 #include "support/FakeTime.h"
+#include "support/UnaskedPort.h"
 
 namespace kvo::bootloadertms::testing {
 
 using Bytes = std::vector<std::uint8_t>;
 
 // Thrown at the code under test when it does what its script doesn't have next, so that it can't go
-// on for ever; the test has failed by then.
+// on indefinitely; the test has failed by then.
 class ScriptBroken : public std::logic_error {
  public:
   using std::logic_error::logic_error;
@@ -42,14 +43,11 @@ class Script : private std::streambuf {
   Script& operator=(const Script&) = delete;
   ~Script() override;
 
-  // What is to come next, each behind the former.
+  // What is to come next, each after the former.
   Script& FlushInput();
   Script& Write(const Bytes& bytes);              // each by a `WriteByte` of its own
   Script& AnswerByte(std::uint8_t answer);        // to a `ReadByte`
   Script& AnswerRead(const std::string& answer);  // to a `Read`, as it is
-  Script& WriteFails();                           // a `WriteByte` throws EFAULT
-  Script& ReadFails();                            // a `Read` throws EFAULT
-  Script& AnswerByteFails();                      // a `ReadByte` throws EFAULT
   Script& Sleep(std::chrono::nanoseconds time);
   Script& SleepInterrupted(std::chrono::nanoseconds asked, std::chrono::nanoseconds slept);
   Script& Print(const std::string& text);
@@ -80,9 +78,6 @@ class Script : private std::streambuf {
     kWrite,
     kReadByte,
     kRead,
-    kWriteFails,
-    kReadFails,
-    kAnswerByteFails,
     kSleep,
     kPrint,
     kFlushOutput,
@@ -94,7 +89,7 @@ class Script : private std::streambuf {
     Action action;
     std::string text;
     std::chrono::nanoseconds slept{};                // of `kSleep`
-    std::chrono::nanoseconds wall_clock_advances{};  // behind the step
+    std::chrono::nanoseconds wall_clock_advances{};  // after the step
   };
 
   static std::string Describe(const Step& step);
@@ -120,6 +115,24 @@ class Script : private std::streambuf {
   bool requires_one_lock_ = false;
   FakeTime time_;
   std::streambuf* standard_output_;
+};
+
+// A port that plays a `Script`, which it borrows. Its device is "/dev/ttyScript" at 115200 bits per
+// second.
+class ScriptedSerialPort : public UnaskedPort {
+ public:
+  explicit ScriptedSerialPort(Script& script);
+
+  std::string GetDevice() override;
+  std::uint32_t GetBaudRate() override;
+  int Close() override;
+  void Read(std::string& data) override;
+  void WriteByte(std::uint8_t byte) override;
+  std::uint8_t ReadByte() override;
+  int FlushInput() override;
+
+ private:
+  Script& script_;
 };
 
 }  // namespace kvo::bootloadertms::testing

@@ -6,9 +6,8 @@
 
 #include <iostream>
 #include <mutex>
-#include <system_error>
 
-#include "support/ScriptedSerialPort.h"
+#include "support/Script.h"
 
 namespace kvo::bootloadertms::testing {
 namespace {
@@ -32,19 +31,6 @@ TEST(ScriptTest, PlaysItsStepsInOrder) {
   std::cout << "li"
             << "ne" << std::endl;
   script.ProgressCallback()(false, 0.25);
-}
-
-TEST(ScriptTest, FailuresOfThePortAreSystemErrors) {
-  Script script;
-  ScriptedSerialPort port(script);
-  script.Print("x").WriteFails().ReadFails();
-  std::cout << "x";
-  EXPECT_THROW(port.WriteByte(1), std::system_error);
-  std::string answer;
-  EXPECT_THROW(port.Read(answer), std::system_error);
-  script.Print("y").AnswerByteFails();
-  std::cout << "y";
-  EXPECT_THROW(port.ReadByte(), std::system_error);
 }
 
 TEST(ScriptTest, ASleepCanBeInterruptedAndTheWallClockSet) {

@@ -75,7 +75,7 @@ std::string TestTerminal::Receive(std::size_t count, std::chrono::milliseconds l
   while (received.size() < count) {
     const std::string piece = ReceivePiece(count - received.size());
     received += piece;
-    // Behind the attempt, so that what is there is found however late this process is.
+    // After the attempt, so that what is there is found however late this process is.
     if (piece.empty() && steady_clock::now() >= deadline) {
       break;
     }

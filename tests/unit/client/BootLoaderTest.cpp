@@ -3,19 +3,18 @@
 #include <gtest/gtest.h>
 
 #include <memory>
-#include <stdexcept>
 #include <string>
-#include <type_traits>
 #include <utility>
 
 #include "log/LogMess.h"
 #include "support/HeldLocks.h"
+#include "support/RuntimeErrorOf.h"
 #include "support/Script.h"
-#include "support/ScriptedSerialPort.h"
 
 namespace kvo::bootloadertms {
 namespace {
 
+using testing::RuntimeErrorOf;
 using testing::Script;
 using testing::ScriptedSerialPort;
 
@@ -26,12 +25,8 @@ TEST(BootLoaderTest, TakesAReadyPortAsItIsAndClosesItOnceAtTheEnd) {
 }
 
 TEST(BootLoaderTest, AnEmptyPortIsAnError) {
-  try {
-    const BootLoader client(std::unique_ptr<ISerialPort>{});
-    FAIL() << "no error";
-  } catch (const std::runtime_error& error) {
-    EXPECT_STREQ(error.what(), "No serial port given. Exiting");
-  }
+  EXPECT_EQ(RuntimeErrorOf([] { const BootLoader client(std::unique_ptr<ISerialPort>{}); }),
+            "No serial port given. Exiting");
 }
 
 TEST(BootLoaderTest, SetVerboseSwitchesTheProcessWideLog) {
@@ -86,40 +81,6 @@ TEST(BootLoaderTest, ATransferCallbackIsMovedIn) {
   EXPECT_EQ(copies, 0);
 }
 
-TEST(BootLoaderTest, TheSettersDoNotLock) {
-  Script script;
-  BootLoader client(std::make_unique<ScriptedSerialPort>(script));
-  const int taken = testing::LocksTaken();
-  client.SetVerbose(false);
-  client.SetTransferCallback(nullptr);
-  EXPECT_EQ(testing::LocksTaken(), taken);
-}
-
-TEST(BootLoaderTest, TheDestructorClosesThePortUnderTheLock) {
-  Script script;
-  std::unique_ptr<IBootLoader> client =
-      std::make_unique<BootLoader>(std::make_unique<ScriptedSerialPort>(script));
-  script.RequireOneLock();
-  client.reset();
-  EXPECT_EQ(script.CloseCount(), 1);
-}
-
-// A port that can't be closed.
-class StuckPort : public ScriptedSerialPort {
- public:
-  using ScriptedSerialPort::ScriptedSerialPort;
-  int Close() override { throw std::runtime_error("stuck"); }
-};
-
-TEST(BootLoaderDeathTest, ACloseThatFailsInTheDestructorEndsTheProgram) {
-  EXPECT_DEATH(
-      {
-        Script script;
-        const BootLoader client(std::make_unique<StuckPort>(script));
-      },
-      "terminate");
-}
-
 // Tells in `order` when it is closed and when it ends.
 class EndingPort : public ScriptedSerialPort {
  public:
@@ -128,7 +89,7 @@ class EndingPort : public ScriptedSerialPort {
   EndingPort& operator=(const EndingPort&) = delete;
   ~EndingPort() override { order_ += "port "; }
   int Close() override {
-    order_ += "close ";
+    order_ += testing::HeldLocks() == 1 ? "locked close " : "close ";
     return ScriptedSerialPort::Close();
   }
 
@@ -136,7 +97,7 @@ class EndingPort : public ScriptedSerialPort {
   std::string& order_;
 };
 
-TEST(BootLoaderTest, EndsByClosingUnlockingAndTheEndsOfCallbackAndPort) {
+TEST(BootLoaderTest, EndsByClosingUnderTheLockAndTheEndsOfCallbackAndPort) {
   Script script;
   std::string order;
   {
@@ -146,10 +107,8 @@ TEST(BootLoaderTest, EndsByClosingUnlockingAndTheEndsOfCallbackAndPort) {
     });
     client.SetTransferCallback([told](bool, double) {});
   }
-  EXPECT_EQ(order, "close unlocked callback port ");
+  EXPECT_EQ(order, "locked close unlocked callback port ");
 }
-
-TEST(BootLoaderTest, IsNotCopied) { EXPECT_FALSE(std::is_copy_constructible_v<BootLoader>); }
 
 }  // namespace
 }  // namespace kvo::bootloadertms

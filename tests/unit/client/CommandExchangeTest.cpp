@@ -1,3 +1,6 @@
+#include <ostream>
+#include <string>
+
 #include "client/AnswerText.h"
 #include "support/ClientFixture.h"
 
@@ -8,10 +11,10 @@ using testing::RuntimeErrorOf;
 using namespace std::chrono_literals;
 using namespace std::string_literals;
 
-constexpr const char* kBootloaderInvalid =
+const std::string kBootloaderInvalid =
     "Invalid response (bootloader is probably not activated or command is not implemented). "
     "Exiting";
-constexpr const char* kApplicationInvalid =
+const std::string kApplicationInvalid =
     "Invalid response (application is probably not activated or command is not implemented). "
     "Exiting";
 
@@ -21,144 +24,96 @@ TEST(CleanAnswerTest, DropsLineEndsAndNulBytesAndKeepsTheRest) {
   EXPECT_EQ(CleanAnswer(""), "");
 }
 
-class CommandExchangeTest : public testing::ClientFixture {
+enum class To { kBootloader, kApplication, kEither };
+
+struct Row {
+  const char* name;
+  To to;
+  std::uint32_t code;
+  std::uint8_t request;  // on the line
+  std::string answer;
+  std::string shown;   // when verbose
+  std::string result;  // or the text of the error
+  bool fails = false;
+};
+
+constexpr bool kFails = true;
+
+void PrintTo(const Row& row, std::ostream* out) { *out << row.name; }
+
+class CommandExchangeTest : public testing::ClientFixture,
+                            public ::testing::WithParamInterface<Row> {
  protected:
-  void Exchange(std::uint8_t request, const std::string& answer) {
-    script_.FlushInput().Write({request}).Sleep(100ms).AnswerRead(answer);
+  std::string Send() {
+    switch (GetParam().to) {
+      case To::kBootloader:
+        return client_.SendBootloaderCommand(GetParam().code);
+      case To::kApplication:
+        return client_.SendApplicationCommand(GetParam().code);
+      default:
+        return client_.SendCharacter(static_cast<std::uint8_t>(GetParam().code));
+    }
+  }
+
+  void ExpectTheResult() {
+    if (GetParam().fails) {
+      EXPECT_EQ(RuntimeErrorOf([this] { Send(); }), GetParam().result);
+    } else {
+      EXPECT_EQ(Send(), GetParam().result);
+    }
   }
 };
 
-TEST_F(CommandExchangeTest, BootloaderAnswerComesBackAsReceived) {
-  Exchange(0x37, "OK\r\n\0"s);
-  EXPECT_EQ(client_.SendBootloaderCommand(0x37), "OK\r\n\0"s);
+TEST_P(CommandExchangeTest, IsOneRequestAndOneAnswer) {
+  script_.FlushInput().Write({GetParam().request}).Sleep(100ms).AnswerRead(GetParam().answer);
+  ExpectTheResult();
 }
 
-TEST_F(CommandExchangeTest, ApplicationAnswerComesBackAsReceived) {
-  Exchange(0x39, "OK\r\n\0"s);
-  EXPECT_EQ(client_.SendApplicationCommand(0x39), "OK\r\n\0"s);
-}
-
-TEST_F(CommandExchangeTest, SafeBootStatusOfTheApplicationIsCleaned) {
-  Exchange(0x62, "OK\r\n\0"s);
-  EXPECT_EQ(client_.SendApplicationCommand(0x62), "OK");
-}
-
-TEST_F(CommandExchangeTest, SafeBootStatusOfTheBootloaderIsNot) {
-  Exchange(0x62, "OK\r\n\0"s);
-  EXPECT_EQ(client_.SendBootloaderCommand(0x62), "OK\r\n\0"s);
-}
-
-TEST_F(CommandExchangeTest, OnlyTheLowByteOfACodeGoesOut) {
-  Exchange(0x00, "x");
-  EXPECT_EQ(client_.SendBootloaderCommand(0x100), "x");
-  Exchange(0x39, "y");
-  EXPECT_EQ(client_.SendApplicationCommand(0xFFFFFF39), "y");
-}
-
-TEST_F(CommandExchangeTest, ACodeWhoseLowByteIsSafeBootStatusIsNotCleaned) {
-  Exchange(0x62, "OK\n"s);
-  EXPECT_EQ(client_.SendApplicationCommand(0x162), "OK\n");
-}
-
-TEST_F(CommandExchangeTest, EmptyAnswersAreErrorsAndLeaveTheClientUsable) {
-  Exchange(0x37, "");
-  EXPECT_EQ(RuntimeErrorOf([this] { client_.SendBootloaderCommand(0x37); }), kBootloaderInvalid);
-  Exchange(0x39, "");
-  EXPECT_EQ(RuntimeErrorOf([this] { client_.SendApplicationCommand(0x39); }), kApplicationInvalid);
-  ExpectUsable();
-}
-
-TEST_F(CommandExchangeTest, ASemicolonAnywhereIsAnError) {
-  Exchange(0x37, "OK;\0"s);
-  EXPECT_EQ(RuntimeErrorOf([this] { client_.SendBootloaderCommand(0x37); }), kBootloaderInvalid);
-  Exchange(0x62, ";OK");
-  EXPECT_EQ(RuntimeErrorOf([this] { client_.SendApplicationCommand(0x62); }), kApplicationInvalid);
-}
-
-TEST_F(CommandExchangeTest, ASemicolonBehindANulByteIsAnError) {
-  Exchange(0x37, "OK\0;\0"s);
-  EXPECT_EQ(RuntimeErrorOf([this] { client_.SendBootloaderCommand(0x37); }), kBootloaderInvalid);
-}
-
-TEST_F(CommandExchangeTest, ASafeBootStatusThatIsEmptyOnceCleanedIsAnError) {
-  Exchange(0x62, "\r\n\0"s);
-  EXPECT_EQ(RuntimeErrorOf([this] { client_.SendApplicationCommand(0x62); }), kApplicationInvalid);
-}
-
-TEST_F(CommandExchangeTest, LineEndsAloneAreAGoodAnswerToOtherCodes) {
-  Exchange(0x39, "\r\n\0"s);
-  EXPECT_EQ(client_.SendApplicationCommand(0x39), "\r\n\0"s);
-}
-
-TEST_F(CommandExchangeTest, VerboseShowsTheAnswerAsItIsJudged) {
+TEST_P(CommandExchangeTest, ShowsTheAnswerWhenVerboseBeforeItIsJudged) {
   MakeVerbose();
-  Exchange(0x37, "OK\r\n\0"s);
-  script_.Print("OK\r\n\0\n"s).FlushOutput();
-  client_.SendBootloaderCommand(0x37);
-  Exchange(0x62, "OK\r\n\0"s);
-  script_.Print("OK\n").FlushOutput();
-  client_.SendApplicationCommand(0x62);
-  Exchange(0x39, "OK\r\n\0"s);
-  script_.Print("OK\r\n\0\n"s).FlushOutput();
-  client_.SendApplicationCommand(0x39);
+  script_.FlushInput().Write({GetParam().request}).Sleep(100ms).AnswerRead(GetParam().answer);
+  script_.Print(GetParam().shown + "\n").FlushOutput();
+  ExpectTheResult();
 }
 
-TEST_F(CommandExchangeTest, VerboseShowsAnInvalidAnswerToo) {
-  MakeVerbose();
-  Exchange(0x37, "");
-  script_.Print("\n").FlushOutput();
-  EXPECT_THROW(client_.SendBootloaderCommand(0x37), std::runtime_error);
-}
-
-TEST_F(CommandExchangeTest, CharacterReturnsTheCleanedAnswer) {
-  Exchange(0x41, "hello;\r\n\0"s);
-  EXPECT_EQ(client_.SendCharacter(0x41), "hello;");
-}
-
-TEST_F(CommandExchangeTest, CharacterAcceptsAnEmptyAnswer) {
-  Exchange(0xFF, "");
-  EXPECT_EQ(client_.SendCharacter(0xFF), "");
-}
-
-TEST_F(CommandExchangeTest, CharacterAnsweredByUAloneIsAnErrorAndLeavesTheClientUsable) {
-  Exchange(0x41, "U\r\n\0"s);
-  EXPECT_EQ(RuntimeErrorOf([this] { client_.SendCharacter(0x41); }), "Invalid command. Exiting");
-  ExpectUsable();
-}
-
-TEST_F(CommandExchangeTest, CharacterAnsweredByMoreThanUIsGood) {
-  Exchange(0x41, "UU");
-  EXPECT_EQ(client_.SendCharacter(0x41), "UU");
-  Exchange(0x41, "u");
-  EXPECT_EQ(client_.SendCharacter(0x41), "u");
-}
-
-TEST_F(CommandExchangeTest, VerboseCharacterShowsTheRawAnswer) {
-  MakeVerbose();
-  Exchange(0x41, "OK\r\n\0"s);
-  script_.Print("OK\r\n\0\n"s).FlushOutput();
-  EXPECT_EQ(client_.SendCharacter(0x41), "OK");
-}
-
-TEST_F(CommandExchangeTest, VerboseCharacterShowsTheAnswerBeforeItIsJudged) {
-  MakeVerbose();
-  Exchange(0x41, "U\r\n\0"s);
-  script_.Print("U\r\n\0\n"s).FlushOutput();
-  EXPECT_EQ(RuntimeErrorOf([this] { client_.SendCharacter(0x41); }), "Invalid command. Exiting");
-  Exchange(0x41, "");
-  script_.Print("\n").FlushOutput();
-  EXPECT_EQ(client_.SendCharacter(0x41), "");
-}
-
-TEST_F(CommandExchangeTest, FailuresOfThePortPassThroughAndLeaveTheClientUsable) {
-  script_.FlushInput().WriteFails();
-  ExpectThePortsError([this] { client_.SendBootloaderCommand(0x37); });
-  script_.FlushInput().Write({0x62}).Sleep(100ms).ReadFails();
-  ExpectThePortsError([this] { client_.SendApplicationCommand(0x62); });
-  script_.FlushInput().Write({0x41}).Sleep(100ms).ReadFails();
-  ExpectThePortsError([this] { client_.SendCharacter(0x41); });
-  ExpectUsable();
-}
+INSTANTIATE_TEST_SUITE_P(
+    All, CommandExchangeTest,
+    ::testing::Values(
+        Row{"BootloaderAnswerComesBackAsReceived", To::kBootloader, 0x37, 0x37, "OK\r\n\0"s,
+            "OK\r\n\0"s, "OK\r\n\0"s},
+        Row{"ApplicationAnswerComesBackAsReceived", To::kApplication, 0x39, 0x39, "OK\r\n\0"s,
+            "OK\r\n\0"s, "OK\r\n\0"s},
+        Row{"SafeBootStatusOfTheApplicationIsCleaned", To::kApplication, 0x62, 0x62, "OK\r\n\0"s,
+            "OK", "OK"},
+        Row{"SafeBootStatusOfTheBootloaderIsNot", To::kBootloader, 0x62, 0x62, "OK\r\n\0"s,
+            "OK\r\n\0"s, "OK\r\n\0"s},
+        Row{"OnlyTheLowByteGoesOutToTheBootloader", To::kBootloader, 0x100, 0x00, "x", "x", "x"},
+        Row{"OnlyTheLowByteGoesOutToTheApplication", To::kApplication, 0xFFFFFF39, 0x39, "y", "y",
+            "y"},
+        Row{"ACodeWhoseLowByteIsSafeBootStatusIsNotCleaned", To::kApplication, 0x162, 0x62, "OK\n",
+            "OK\n", "OK\n"},
+        Row{"LineEndsAloneAreAGoodAnswer", To::kApplication, 0x39, 0x39, "\r\n\0"s, "\r\n\0"s,
+            "\r\n\0"s},
+        Row{"NoAnswerOfTheBootloaderIsAnError", To::kBootloader, 0x37, 0x37, "", "",
+            kBootloaderInvalid, kFails},
+        Row{"NoAnswerOfTheApplicationIsAnError", To::kApplication, 0x39, 0x39, "", "",
+            kApplicationInvalid, kFails},
+        Row{"ASemicolonIsAnError", To::kBootloader, 0x37, 0x37, "OK;\0"s, "OK;\0"s,
+            kBootloaderInvalid, kFails},
+        Row{"ASemicolonAfterANulByteIsAnError", To::kBootloader, 0x37, 0x37, "OK\0;\0"s, "OK\0;\0"s,
+            kBootloaderInvalid, kFails},
+        Row{"ASemicolonInASafeBootStatusIsAnError", To::kApplication, 0x62, 0x62, ";OK", ";OK",
+            kApplicationInvalid, kFails},
+        Row{"ASafeBootStatusThatIsEmptyOnceCleanedIsAnError", To::kApplication, 0x62, 0x62,
+            "\r\n\0"s, "", kApplicationInvalid, kFails},
+        Row{"ACharactersAnswerIsCleaned", To::kEither, 0x41, 0x41, "hello;\r\n\0"s, "hello;\r\n\0"s,
+            "hello;"},
+        Row{"ACharacterNeedsNoAnswer", To::kEither, 0xFF, 0xFF, "", "", ""},
+        Row{"ACharacterAnsweredByUAloneIsAnError", To::kEither, 0x41, 0x41, "U\r\n\0"s, "U\r\n\0"s,
+            "Invalid command. Exiting", kFails},
+        Row{"ACharacterAnsweredByTwoUIsGood", To::kEither, 0x41, 0x41, "UU", "UU", "UU"},
+        Row{"ACharacterAnsweredByASmallUIsGood", To::kEither, 0x41, 0x41, "u", "u", "u"}),
+    [](const auto& row) { return row.param.name; });
 
 }  // namespace
 }  // namespace kvo::bootloadertms

@@ -109,7 +109,7 @@ TEST_F(PingTest, ApplicationMarkerMustBeWhole) {
   EXPECT_EQ(client_.PingApplication(), 0U);
 }
 
-TEST_F(PingTest, ApplicationMarkerMayStandBehindANulByte) {
+TEST_F(PingTest, ApplicationMarkerMayStandAfterANulByte) {
   ApplicationAnswers(std::string(1, '\0') + marker_);
   EXPECT_NE(client_.PingApplication(), 0U);
 }
@@ -126,18 +126,6 @@ TEST_F(PingTest, VerboseApplicationPingShowsADotForEachAttempt) {
   script_.FlushInput().Write({0x30}).AnswerRead(marker_).Print(".").FlushOutput().Sleep(50ms);
   script_.Print("\n").FlushOutput();
   EXPECT_NE(client_.PingApplication(), 0U);
-}
-
-TEST_F(PingTest, FailuresOfThePortPassThroughAndLeaveTheClientUsable) {
-  script_.FlushInput().WriteFails();
-  ExpectThePortsError([this] { client_.PingBootloader(); });
-  script_.FlushInput().WriteFails();
-  ExpectThePortsError([this] { client_.PingApplication(); });
-  script_.FlushInput().Write({0x30}).AnswerByteFails();
-  ExpectThePortsError([this] { client_.PingBootloader(); });
-  script_.FlushInput().Write({0x30}).ReadFails();
-  ExpectThePortsError([this] { client_.PingApplication(); });
-  ExpectUsable();
 }
 
 }  // namespace

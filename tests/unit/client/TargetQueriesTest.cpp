@@ -88,12 +88,11 @@ TEST_F(TargetQueriesTest, ApplicationIsAskedItsBootStatusFirst) {
             (Fields{"serial", "U", "", "upper", "lower", "BOOT"}));
 }
 
-TEST_F(TargetQueriesTest, ApplicationWithoutABootStatusIsAnErrorAndLeavesTheClientUsable) {
+TEST_F(TargetQueriesTest, ApplicationWithoutABootStatusIsAnError) {
   script_.FlushInput();
   BootStatus("\r\n\0"s);
   EXPECT_EQ(RuntimeErrorOf([this] { client_.ReadApplicationInfos(); }),
             "Application doesn't respond or boot status command not implemented !");
-  ExpectUsable();
 }
 
 TEST_F(TargetQueriesTest, AQuestionIsAskedAgainWhileTheAnswerSaysCan) {
@@ -172,16 +171,6 @@ TEST_F(TargetQueriesTest, VerboseShowsAnswersThatAskAgainToo) {
     script_.Print("\n").FlushOutput();
   }
   client_.ReadApplicationInfos();
-}
-
-TEST_F(TargetQueriesTest, FailuresOfThePortPassThroughAndLeaveTheClientUsable) {
-  script_.FlushInput().WriteFails();
-  ExpectThePortsError([this] { client_.ReadBootloaderInfos(); });
-  script_.FlushInput();
-  BootStatus("ok");
-  script_.Write({'s'}).Sleep(100ms).ReadFails();
-  ExpectThePortsError([this] { client_.ReadApplicationInfos(); });
-  ExpectUsable();
 }
 
 }  // namespace

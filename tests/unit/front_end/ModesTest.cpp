@@ -10,8 +10,10 @@
 #include <typeinfo>
 #include <vector>
 
-#include "support/CapturedStream.h"
-#include "support/MockClient.h"
+#include "client/IBootLoader.h"
+#include "front_end/Modes.h"
+#include "support/Output.h"
+#include "support/RuntimeErrorOf.h"
 
 namespace kvo::bootloadertms {
 namespace {
@@ -22,28 +24,43 @@ using ::testing::Return;
 using ::testing::StrictMock;
 using ::testing::Throw;
 
+// A client whose operations a test expects one by one.
+class MockClient : public IBootLoader {
+ public:
+  MOCK_METHOD(std::uint32_t, PingBootloader, (), (override));
+  MOCK_METHOD(std::uint32_t, PingApplication, (), (override));
+  MOCK_METHOD(int, Calibrate, (), (override));
+  MOCK_METHOD(void, ActivateBootloader, (), (override));
+  MOCK_METHOD(void, ActivateApplication, (), (override));
+  MOCK_METHOD(std::string, SendBootloaderCommand, (std::uint32_t), (override));
+  MOCK_METHOD(std::string, SendApplicationCommand, (std::uint32_t), (override));
+  MOCK_METHOD(void, UploadImage, (const std::string&), (override));
+  MOCK_METHOD(void, UploadImageWithInfos, (const std::string&, const AppInfos&), (override));
+  MOCK_METHOD(void, SetVerbose, (bool), (override));
+  MOCK_METHOD(void, SetTransferCallback, (TransferProgress), (override));
+  MOCK_METHOD(DeviceInfos, ReadBootloaderInfos, (), (override));
+  MOCK_METHOD(DeviceInfos, ReadApplicationInfos, (), (override));
+  MOCK_METHOD(void, RestoreDefaultParameters, (), (override));
+  MOCK_METHOD(std::string, SendCharacter, (std::uint8_t), (override));
+};
+
 class ModesTest : public ::testing::Test {
  protected:
   ~ModesTest() override { FrontEndLog().SetVerbose(false); }
 
-  void Run(std::vector<const char*> behind_the_rate) {
-    behind_the_rate.insert(behind_the_rate.begin(), {"the-program", "/dev/ttyX", "115200"});
-    const ArgumentList arguments(static_cast<int>(behind_the_rate.size()), behind_the_rate.data());
+  void Run(std::vector<const char*> after_the_rate) {
+    after_the_rate.insert(after_the_rate.begin(), {"the-program", "/dev/ttyX", "115200"});
+    const ArgumentList arguments(static_cast<int>(after_the_rate.size()), after_the_rate.data());
     FrontEndLog().SetVerbose(arguments.HasOption("--verbose"));
     RunChosenMode(arguments, client_);
   }
 
-  std::string ErrorOfRunning(const std::vector<const char*>& behind_the_rate) {
-    try {
-      Run(behind_the_rate);
-    } catch (const std::runtime_error& error) {
-      return error.what();
-    }
-    return "no error";
+  std::string ErrorOfRunning(const std::vector<const char*>& after_the_rate) {
+    return testing::RuntimeErrorOf([&] { Run(after_the_rate); });
   }
 
   const InSequence in_the_order_of_the_expectations_;
-  StrictMock<testing::MockClient> client_;
+  StrictMock<MockClient> client_;
   testing::CapturedStream out_{std::cout};
 };
 
@@ -126,7 +143,7 @@ TEST_F(ModesTest, NothingIsUploadedWithoutTheBootloader) {
   EXPECT_EQ(ErrorOfRunning({"fw_tv.bin", "--active_bootloader", "--active_application"}), "silent");
 }
 
-TEST_F(ModesTest, TheApplicationIsNotStartedBehindAFailedUpload) {
+TEST_F(ModesTest, TheApplicationIsNotStartedAfterAFailedUpload) {
   EXPECT_CALL(client_, UploadImage("fw_tv.bin")).WillOnce(Throw(std::runtime_error("refused")));
   EXPECT_EQ(ErrorOfRunning({"fw_tv.bin", "--active_application", "--verbose"}), "refused");
   EXPECT_EQ(out_.Text(), "") << "no [KO] outside the command mode";
@@ -209,88 +226,13 @@ TEST_F(ModesTest, AFailedApplicationInfoHasNoKo) {
 
 // The command mode.
 
-TEST_F(ModesTest, CommandPingBootloader) {
-  EXPECT_CALL(client_, PingBootloader).WillOnce(Return(9));
-  Run({"--command", "0x30", "--verbose"});
-  EXPECT_EQ(out_.TextWithFlushes(), "\nSend BL_CMD_PING (0x30)...<flush> [OK]\n<flush>");
-}
-
-TEST_F(ModesTest, CommandPingBootloaderShowsTheTextAsTyped) {
+TEST_F(ModesTest, APingShowsTheCodeAsTyped) {
   EXPECT_CALL(client_, PingBootloader).WillOnce(Return(1));
   Run({"--command", " 30zz", "--verbose"});
   EXPECT_EQ(out_.Text(), "\nSend BL_CMD_PING ( 30zz)... [OK]\n");
 }
 
-TEST_F(ModesTest, CommandPingBootloaderThatIsSilent) {
-  EXPECT_CALL(client_, PingBootloader).WillOnce(Return(0));
-  EXPECT_EQ(ErrorOfRunning({"--command", "0x30", "--verbose"}),
-            "Bootloader doesn't respond. Exiting  ");
-  EXPECT_EQ(out_.TextWithFlushes(), "\nSend BL_CMD_PING (0x30)...<flush> [KO]<flush>");
-}
-
-TEST_F(ModesTest, CommandExecuteApplication) {
-  EXPECT_CALL(client_, ActivateApplication);
-  Run({"--command", "0x36", "--verbose"});
-  EXPECT_EQ(out_.Text(), "\nSend BL_CMD_EXEC_APP ... [OK]\n");
-}
-
-TEST_F(ModesTest, CommandHardwareInfo) {
-  EXPECT_CALL(client_, SendBootloaderCommand(0x37)).WillOnce(Return("hw\r\n\0"s));
-  Run({"--command", "0x37", "--verbose"});
-  EXPECT_EQ(out_.TextWithFlushes(),
-            "\nSend BL_CMD_HW_INFO ...<flush> [OK]\n<flush>hw\r\n\0\n<flush>"s);
-}
-
-TEST_F(ModesTest, CommandBootloaderInfo) {
-  EXPECT_CALL(client_, SendBootloaderCommand(0x38)).WillOnce(Return("bl"));
-  Run({"--command", "0x38", "--verbose"});
-  EXPECT_EQ(out_.Text(), "\nSend BL_CMD_BL_INFO ... [OK]\nbl\n");
-}
-
-TEST_F(ModesTest, CommandApplicationInfo) {
-  EXPECT_CALL(client_, SendBootloaderCommand(0x39)).WillOnce(Return("app"));
-  Run({"--command", "0x39", "--verbose"});
-  EXPECT_EQ(out_.Text(), "\nSend BL_CMD_APP_INFO ... [OK]\napp\n");
-}
-
-TEST_F(ModesTest, CommandCalibrate) {
-  EXPECT_CALL(client_, Calibrate).WillOnce(Return(1));
-  Run({"--command", "0x4B", "--verbose"});
-  EXPECT_EQ(out_.Text(), "\nSend APP_CALIB ... [OK]\n");
-}
-
-TEST_F(ModesTest, CommandCalibrateThatFails) {
-  EXPECT_CALL(client_, Calibrate).WillOnce(Return(0));
-  EXPECT_EQ(ErrorOfRunning({"--command", "0x4B", "--verbose"}), "Calibration failed. Exiting");
-  EXPECT_EQ(out_.Text(), "\nSend APP_CALIB ... [KO]");
-}
-
-TEST_F(ModesTest, CommandActivateBootloader) {
-  EXPECT_CALL(client_, ActivateBootloader);
-  Run({"--command", "0x51", "--verbose"});
-  EXPECT_EQ(out_.Text(), "\nSend APP_ACTIVE_BOOTLOADER ... [OK]\n");
-}
-
-TEST_F(ModesTest, CommandPingApplication) {
-  EXPECT_CALL(client_, PingApplication).WillOnce(Return(134));
-  Run({"--command", "0x52", "--verbose"});
-  EXPECT_EQ(out_.Text(), "\nSend APP_PING ... [OK]\n");
-}
-
-TEST_F(ModesTest, CommandPingApplicationThatIsSilent) {
-  EXPECT_CALL(client_, PingApplication).WillOnce(Return(0));
-  EXPECT_EQ(ErrorOfRunning({"--command", "0x52", "--verbose"}),
-            "Application doesn't respond. Exiting");
-  EXPECT_EQ(out_.Text(), "\nSend APP_PING ... [KO]");
-}
-
-TEST_F(ModesTest, CommandSafeBootStatusGoesToTheApplication) {
-  EXPECT_CALL(client_, SendApplicationCommand(0x62)).WillOnce(Return("OK"));
-  Run({"--command", "0x62", "--verbose"});
-  EXPECT_EQ(out_.Text(), "\nSend APP_CMD_SAFE_BOOT_STATUS ... [OK]\nOK\n");
-}
-
-TEST_F(ModesTest, CommandDeviceInfoOfTheBootloaderPrintsFourFields) {
+TEST_F(ModesTest, EachTextOfACommandIsFlushed) {
   EXPECT_CALL(client_, ReadBootloaderInfos)
       .WillOnce(Return(DeviceInfos("s", "h", "p", "V", "v", "b")));
   Run({"--command", "0x100", "--verbose"});
@@ -299,36 +241,13 @@ TEST_F(ModesTest, CommandDeviceInfoOfTheBootloaderPrintsFourFields) {
             "s\n<flush>h\n<flush>p\n<flush>v\n<flush>");
 }
 
-TEST_F(ModesTest, CommandRestoreDefaults) {
-  EXPECT_CALL(client_, RestoreDefaultParameters);
-  Run({"--command", "0x110", "--verbose"});
-  EXPECT_EQ(out_.Text(), "\nSend RESTORE_DEFAULT_PARAMTERS ... [OK]\n");
-}
-
-TEST_F(ModesTest, CommandDeviceInfoOfTheApplicationPrintsFourFields) {
-  EXPECT_CALL(client_, ReadApplicationInfos)
-      .WillOnce(Return(DeviceInfos("1", "", "3", "4", "5", "6")));
-  Run({"--command", "0x200", "--verbose"});
-  EXPECT_EQ(out_.Text(), "\nSend APP_CMD_DEVICE_INFO ... [OK]\n1\n\n3\n5\n");
-}
-
-TEST_F(ModesTest, CommandThatIsNone) {
+TEST_F(ModesTest, AnyOtherCodeIsNoCommand) {
   for (const char* code : {"-1", "0x4K", "0", "31", "0x130", "0x151", "FFFFFF30"}) {
     EXPECT_EQ(ErrorOfRunning({"--command", code}), "Command not implemented. Exiting") << code;
   }
   EXPECT_EQ(out_.Text(), "");
   EXPECT_THROW(Run({"--command", "0x99", "--verbose"}), std::runtime_error);
   EXPECT_EQ(out_.Text(), "\nSend CMD (0x99)... [KO]");
-}
-
-TEST_F(ModesTest, QuietCommandPrintsItsAnswerAlone) {
-  EXPECT_CALL(client_, SendBootloaderCommand(0x37)).WillOnce(Return("hw"));
-  Run({"--command", "37"});
-  EXPECT_CALL(client_, PingBootloader).WillOnce(Return(9));
-  Run({"--command", "30"});
-  EXPECT_CALL(client_, PingApplication).WillOnce(Return(0));
-  EXPECT_EQ(ErrorOfRunning({"--command", "52"}), "Application doesn't respond. Exiting");
-  EXPECT_EQ(out_.Text(), "hw\n");
 }
 
 TEST_F(ModesTest, CommandIgnoresBothModifiers) {
@@ -342,22 +261,17 @@ TEST_F(ModesTest, AFailedCommandIsMarkedAndItsTextKept) {
   EXPECT_EQ(out_.Text(), "\nSend BL_CMD_BL_INFO ... [KO]");
 }
 
-TEST_F(ModesTest, ASystemErrorTakesTheSameWayOut) {
-  EXPECT_CALL(client_, ActivateBootloader)
-      .WillOnce(Throw(std::system_error(EFAULT, std::system_category())));
-  EXPECT_EQ(ErrorOfRunning({"--command", "0x51", "--verbose"}), "Bad address");
-  EXPECT_EQ(out_.Text(), "\nSend APP_ACTIVE_BOOTLOADER ... [KO]");
-}
-
-TEST_F(ModesTest, WhatLeavesAFailedCommandIsAPlainRuntimeError) {
+TEST_F(ModesTest, ASystemErrorLeavesAFailedCommandAsAPlainRuntimeError) {
   EXPECT_CALL(client_, ActivateBootloader)
       .WillOnce(Throw(std::system_error(EFAULT, std::system_category())));
   try {
-    Run({"--command", "0x51"});
+    Run({"--command", "0x51", "--verbose"});
     FAIL() << "no error";
   } catch (const std::runtime_error& error) {
     EXPECT_EQ(typeid(error), typeid(std::runtime_error));
+    EXPECT_STREQ(error.what(), "Bad address");
   }
+  EXPECT_EQ(out_.Text(), "\nSend APP_ACTIVE_BOOTLOADER ... [KO]");
 }
 
 TEST_F(ModesTest, OtherExceptionsPass) {

@@ -4,8 +4,7 @@
 
 #include <iostream>
 
-#include "support/CapturedStream.h"
-#include "support/VtableSlot.h"
+#include "support/Output.h"
 
 namespace kvo::bootloadertms {
 namespace {

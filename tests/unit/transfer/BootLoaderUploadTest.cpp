@@ -2,10 +2,10 @@
 
 #include <memory>
 #include <string>
-#include <system_error>
 
 #include "support/ClientFixture.h"
-#include "support/TemporaryFolder.h"
+#include "support/Files.h"
+#include "unit/transfer/EmptyImage.h"
 
 namespace kvo::bootloadertms {
 namespace {
@@ -17,36 +17,33 @@ using testing::TemporaryFolder;
 
 constexpr std::uint8_t kAck = 0x06;
 
-const std::string kPacketZeroShown =
-    "PACKET 0 :\n0................TRK4_R1.........................TRK4-R1-APPLICATION"
-    ".............VER 1.0........................................";
-
-Bytes Packet(const std::string& data, const std::string& crc) {
-  const std::string packet = std::string("\x01\x00\xFF", 3) + data + crc;
-  return {packet.begin(), packet.end()};
-}
-
-Bytes PacketZeroOfABoard() {
-  return Packet("0" + std::string(16, '\0') + "TRK4_R1" + std::string(25, '\0') +
-                    "TRK4-R1-APPLICATION" + std::string(13, '\0') + "VER 1.0" +
-                    std::string(40, '\0'),
-                "\xBB\xF9");
-}
+constexpr const char* kNoBoard =
+    "No definition associate with file name. ie : image_d.bin for QDL-R2 board";
+constexpr const char* kTransmitFailed = "!!! YModem transmit failed. Exiting";
+constexpr const char* kRefused = "!!! YModem transfer on boot loader failed. Exiting";
 
 // Uploads of an empty image, which is a whole conversation without blocks.
 class BootLoaderUploadTest : public testing::ClientFixture {
  protected:
+  void UploadIsTold(const std::string& path, const std::string& size) {
+    script_.Print(
+        "Calling bootloader with args : tty -> /dev/ttyScript ; baud rate -> 115200 ; file_name "
+        "->" +
+        path + " file size -> " + size + "\n");
+    script_.FlushOutput().Print("Activating YModem transfer : ").FlushOutput();
+  }
   void BootloaderIsTold() { script_.Write({0x31}).Sleep(20ms); }
 
   void BoardIsIdentified() {
-    script_.AnswerByte('C').Print(" CRC recu du receiver \n" + kPacketZeroShown);
-    script_.Write(PacketZeroOfABoard()).Print(" packet 0 EST envoye \n");
+    script_.AnswerByte('C').Print(" CRC recu du receiver \n" + testing::kPacketZeroOfTvShown);
+    script_.Write(testing::kPacketZeroOfTv).Print(" packet 0 EST envoye \n");
   }
   // `length` is that of the image, `crc` that of packet 0.
-  void RecordIsAccepted(const std::string& length, const std::string& crc) {
+  void RecordIsAccepted(const std::string& length, const Bytes& crc) {
     script_.AnswerByte('C').Print(" CRC recu du receiver \nPACKET 0 :\n" + length +
                                   "................A|B|C|" + std::string(105, '.'));
-    script_.Write(Packet(length + std::string(16, '\0') + "A|B|C|" + std::string(105, '\0'), crc));
+    script_.Write(testing::PacketZero(
+        length + std::string(16, '\0') + "A|B|C|" + std::string(105, '\0'), crc));
     script_.Print(" packet 0 EST envoye \n");
     PacketZeroIsAccepted();
   }
@@ -56,9 +53,7 @@ class BootLoaderUploadTest : public testing::ClientFixture {
   }
   void ImageIsComplete() {
     script_.Write({0x04}).AnswerByte(kAck).AnswerByte(0x00);
-    script_.Print(
-        "\nSendDataPacket n\xC2\xB0"
-        "0 : EOT packet send \n");
+    script_.Print(testing::kEndShown);
   }
   void EmptyImageIsTransferred() {
     BootloaderIsTold();
@@ -86,55 +81,37 @@ TEST_F(BootLoaderUploadTest, AnImageThatTheBootloaderConfirmsIsUploaded) {
 
 TEST_F(BootLoaderUploadTest, VerboseTellsWhatIsUploadedAndThatItSucceeded) {
   MakeVerbose();
-  script_.Print(
-      "Calling bootloader with args : tty -> /dev/ttyScript ; baud rate -> 115200 ; "
-      "file_name ->" +
-      image_ + " file size -> 0\n");
-  script_.FlushOutput().Print("Activating YModem transfer : ").FlushOutput();
+  UploadIsTold(image_, "0");
   EmptyImageIsTransferred();
   script_.AnswerByte('O').Print("YModem transfer succeeded").FlushOutput();
   client_.UploadImage(image_);
 }
 
-TEST_F(BootLoaderUploadTest, VerboseTellsTheImagesSizeForEitherUpload) {
+TEST_F(BootLoaderUploadTest, ATransferThatFailsIsAnErrorAfterTheImagesSizeIsTold) {
   MakeVerbose();
   const std::string path = folder_.WriteFile("big_tv.bin", std::string(1025, 'x'));
   const auto upload_refused_at_once = [this, &path] {
-    script_.Print(
-        "Calling bootloader with args : tty -> /dev/ttyScript ; baud rate -> 115200 ; "
-        "file_name ->" +
-        path + " file size -> 1025\n");
-    script_.FlushOutput().Print("Activating YModem transfer : ").FlushOutput();
+    UploadIsTold(path, "1025");
     BootloaderIsTold();
     script_.AnswerByte('F').Print(" Command failed received \n");
   };
   upload_refused_at_once();
-  EXPECT_EQ(ErrorOfUpload(path), "!!! YModem transmit failed. Exiting");
+  EXPECT_EQ(ErrorOfUpload(path), kTransmitFailed);
   upload_refused_at_once();
-  EXPECT_EQ(ErrorOfUploadWithInfos(path, AppInfos("A", "B", "C")),
-            "!!! YModem transmit failed. Exiting");
+  EXPECT_EQ(ErrorOfUploadWithInfos(path, AppInfos("A", "B", "C")), kTransmitFailed);
 }
 
 TEST_F(BootLoaderUploadTest, VerboseTellsNothingOfSuccessBeforeTheVerdict) {
   MakeVerbose();
-  script_.Print(
-      "Calling bootloader with args : tty -> /dev/ttyScript ; baud rate -> 115200 ; file_name ->" +
-      image_ + " file size -> 0\n");
-  script_.FlushOutput().Print("Activating YModem transfer : ").FlushOutput();
+  UploadIsTold(image_, "0");
   EmptyImageIsTransferred();
   script_.AnswerByte('o');
-  EXPECT_EQ(ErrorOfUpload(image_), "!!! YModem transfer on boot loader failed. Exiting");
+  EXPECT_EQ(ErrorOfUpload(image_), kRefused);
 }
 
-TEST_F(BootLoaderUploadTest, VerboseTellsNothingOfAnImageThatIsRefused) {
-  MakeVerbose();
-  EXPECT_EQ(ErrorOfUpload(folder_.WriteFile("image_d.bin", "x")),
-            "No definition associate with file name. ie : image_d.bin for QDL-R2 board");
-}
-
-TEST_F(BootLoaderUploadTest, TheImagesOwnBytesGoOut) {
+TEST_F(BootLoaderUploadTest, ARecordUploadSendsAFileOfAnyName) {
   BootloaderIsTold();
-  RecordIsAccepted("5", "\x30\x87");
+  RecordIsAccepted("5", {0x30, 0x87});
   const std::string block = "\x02\x01\xFEimage" + std::string(1019, '\xFF') + "\x64\x12";
   script_.Write({block.begin(), block.end()}).AnswerByte(kAck).Print(".").FlushOutput();
   ImageIsComplete();
@@ -144,56 +121,35 @@ TEST_F(BootLoaderUploadTest, TheImagesOwnBytesGoOut) {
 
 TEST_F(BootLoaderUploadTest, AFileWhoseNameEndsInASeparatorHasNoName) {
   const std::string path = folder_.WriteFile("odd\\", "");
-  EXPECT_EQ(ErrorOfUpload(path),
-            "No definition associate with file name. ie : image_d.bin for QDL-R2 board");
+  EXPECT_EQ(ErrorOfUpload(path), kNoBoard);
 
   BootloaderIsTold();
-  script_.AnswerByte('C').Print(" CRC recu du receiver \nPACKET 0 :\n" + std::string(128, '.'));
-  script_.Write(Packet(std::string(128, '\0'), std::string(2, '\0')));
-  script_.Print(" packet 0 EST envoye \n").AnswerByte(0x15);
+  script_.AnswerByte('C').Print(" CRC recu du receiver \n" + testing::kEmptyPacketZeroShown);
+  script_.Write(testing::kEmptyPacketZero).Print(" packet 0 EST envoye \n").AnswerByte(0x15);
   script_.Print(" ni ACK ni CRC ni NACK -- exit\n").Write({0x18, 0x18});
-  EXPECT_EQ(ErrorOfUploadWithInfos(path, AppInfos("A", "B", "C")),
-            "!!! YModem transmit failed. Exiting");
+  EXPECT_EQ(ErrorOfUploadWithInfos(path, AppInfos("A", "B", "C")), kTransmitFailed);
 }
 
-TEST_F(BootLoaderUploadTest, AnyOtherVerdictIsAnErrorAndLeavesTheClientUsable) {
+TEST_F(BootLoaderUploadTest, AnyOtherVerdictIsAnError) {
   for (unsigned value = 0; value < 256; ++value) {
     if (value == 'O') {
       continue;
     }
     EmptyImageIsTransferred();
     script_.AnswerByte(static_cast<std::uint8_t>(value));
-    EXPECT_EQ(ErrorOfUpload(image_), "!!! YModem transfer on boot loader failed. Exiting") << value;
+    EXPECT_EQ(ErrorOfUpload(image_), kRefused) << value;
   }
-  ExpectUsable();
 }
 
-TEST_F(BootLoaderUploadTest, ATransferThatFailsIsAnErrorAndLeavesTheClientUsable) {
-  BootloaderIsTold();
-  script_.AnswerByte('F').Print(" Command failed received \n");
-  EXPECT_EQ(ErrorOfUpload(image_), "!!! YModem transmit failed. Exiting");
-  ExpectUsable();
-}
-
-TEST_F(BootLoaderUploadTest, AFileThatCannotBeOpenedSendsNothing) {
+TEST_F(BootLoaderUploadTest, OfAnImageThatIsRefusedNothingIsSentOrTold) {
+  MakeVerbose();
   EXPECT_EQ(ErrorOfUpload("./missing_tv.bin"), "Unable to open file : ./missing_tv.bin");
-  ExpectUsable();
-}
-
-TEST_F(BootLoaderUploadTest, AFileThatCannotBeReadSendsNothing) {
   EXPECT_EQ(ErrorOfUpload("/proc"), "Unable to read file : /proc");
-  ExpectUsable();
-}
-
-TEST_F(BootLoaderUploadTest, ANameWithoutABoardSendsNothing) {
-  EXPECT_EQ(ErrorOfUpload(folder_.WriteFile("image_d.bin", "x")),
-            "No definition associate with file name. ie : image_d.bin for QDL-R2 board");
-  ExpectUsable();
-}
-
-TEST_F(BootLoaderUploadTest, OnlyTheBaseNameTellsTheBoard) {
-  EXPECT_EQ(ErrorOfUpload(folder_.WriteFile("fw_tv/plain.bin", "x")),
-            "No definition associate with file name. ie : image_d.bin for QDL-R2 board");
+  EXPECT_EQ(ErrorOfUpload(folder_.WriteFile("image_d.bin", "x")), kNoBoard);
+  EXPECT_EQ(ErrorOfUpload(folder_.WriteFile("fw_tv/plain.bin", "x")), kNoBoard);
+  const AppInfos infos("A", "B", "C");
+  EXPECT_EQ(ErrorOfUploadWithInfos("./missing", infos), "Unable to open file : ./missing");
+  EXPECT_EQ(ErrorOfUploadWithInfos("/proc", infos), "Unable to read file : /proc");
 }
 
 TEST_F(BootLoaderUploadTest, TheCallbackIsToldOfEachUpload) {
@@ -203,63 +159,28 @@ TEST_F(BootLoaderUploadTest, TheCallbackIsToldOfEachUpload) {
     BoardIsIdentified();
     PacketZeroIsAccepted();
     script_.Progress(false, 0.0).Write({0x04}).AnswerByte(0x00).Progress(true, 1.0);
-    EXPECT_EQ(ErrorOfUpload(image_), "!!! YModem transmit failed. Exiting");
+    EXPECT_EQ(ErrorOfUpload(image_), kTransmitFailed);
 
     BootloaderIsTold();
-    RecordIsAccepted("0", "\xC8\x04");
+    RecordIsAccepted("0", {0xC8, 0x04});
     script_.Progress(false, 0.0).Write({0x04}).AnswerByte(0x00).Progress(true, 1.0);
-    EXPECT_EQ(ErrorOfUploadWithInfos(image_, AppInfos("A", "B", "C")),
-              "!!! YModem transmit failed. Exiting");
+    EXPECT_EQ(ErrorOfUploadWithInfos(image_, AppInfos("A", "B", "C")), kTransmitFailed);
   }
-}
-
-TEST_F(BootLoaderUploadTest, ARecordUploadsAFileOfAnyName) {
-  BootloaderIsTold();
-  RecordIsAccepted("0", "\xC8\x04");
-  ImageIsComplete();
-  script_.AnswerByte('O');
-  client_.UploadImageWithInfos(folder_.WriteFile("any_name.bin", ""), AppInfos("A", "B", "C"));
 }
 
 TEST_F(BootLoaderUploadTest, ARecordUploadNeedsTheVerdictToo) {
   BootloaderIsTold();
-  RecordIsAccepted("0", "\xC8\x04");
+  RecordIsAccepted("0", {0xC8, 0x04});
   ImageIsComplete();
   script_.AnswerByte('o');
-  EXPECT_EQ(ErrorOfUploadWithInfos(image_, AppInfos("A", "B", "C")),
-            "!!! YModem transfer on boot loader failed. Exiting");
-  ExpectUsable();
+  EXPECT_EQ(ErrorOfUploadWithInfos(image_, AppInfos("A", "B", "C")), kRefused);
 }
 
-TEST_F(BootLoaderUploadTest, ARecordThatIsTooLongIsAnErrorAndLeavesTheClientUsable) {
+TEST_F(BootLoaderUploadTest, ARecordThatIsTooLongIsAnError) {
   BootloaderIsTold();
   script_.AnswerByte('C').Print(" CRC recu du receiver \n");
   EXPECT_EQ(ErrorOfUploadWithInfos(image_, AppInfos(std::string(105, 'a'), "", "")),
             "Exceed size limit detected. Exiting");
-  ExpectUsable();
-}
-
-TEST_F(BootLoaderUploadTest, ARecordUploadHasTheSameErrors) {
-  const AppInfos infos("A", "B", "C");
-  EXPECT_EQ(ErrorOfUploadWithInfos("./missing", infos), "Unable to open file : ./missing");
-  EXPECT_EQ(ErrorOfUploadWithInfos("/proc", infos), "Unable to read file : /proc");
-  BootloaderIsTold();
-  script_.AnswerByte('F').Print(" Command failed received \n");
-  EXPECT_EQ(ErrorOfUploadWithInfos(image_, infos), "!!! YModem transmit failed. Exiting");
-  ExpectUsable();
-}
-
-TEST_F(BootLoaderUploadTest, FailuresOfThePortPassThroughAndLeaveTheClientUsable) {
-  script_.WriteFails();
-  ExpectThePortsError([this] { client_.UploadImage(image_); });
-  BootloaderIsTold();
-  script_.AnswerByte('C').Print(" CRC recu du receiver \n" + kPacketZeroShown);
-  script_.WriteFails();
-  ExpectThePortsError([this] { client_.UploadImage(image_); });
-  EmptyImageIsTransferred();
-  script_.AnswerByteFails();
-  ExpectThePortsError([this] { client_.UploadImage(image_); });
-  ExpectUsable();
 }
 
 }  // namespace

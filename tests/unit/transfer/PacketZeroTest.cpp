@@ -62,13 +62,13 @@ TEST(PacketZeroTest, ANameMayStartBelowOffset96Only) {
   EXPECT_EQ(RuntimeErrorOf([&at_96] { at_96.AppendName("does not"); }), kTooLong);
 }
 
-TEST(PacketZeroTest, ARecordIsThreeTextsWithABarBehindEach) {
+TEST(PacketZeroTest, ARecordIsThreeTextsWithABarAfterEach) {
   EXPECT_EQ(TextOf(BuildPacketZero(5, AppInfos("A", "B", "C"))),
             "5" + Zeros(16) + "A|B|C|" + Zeros(105));
   EXPECT_EQ(TextOf(BuildPacketZero(5, AppInfos("", "", ""))), "5" + Zeros(16) + "|||" + Zeros(108));
 }
 
-TEST(PacketZeroTest, ARecordIsBrokenByABlankBehindEach31Characters) {
+TEST(PacketZeroTest, ARecordIsBrokenByABlankAfterEach31Characters) {
   // 31 characters joined: no blank. 32: one. 40: 31, a blank, 9.
   EXPECT_EQ(TextOf(BuildPacketZero(5, AppInfos(std::string(28, 'a'), "", ""))),
             "5" + Zeros(16) + std::string(28, 'a') + "|||" + Zeros(80));

@@ -4,10 +4,10 @@
 
 #include "client/BootLoader.h"
 #include "log/LogMess.h"
-#include "support/CapturedStream.h"
-#include "support/OpenDescriptors.h"
+#include "support/Files.h"
+#include "support/Output.h"
+#include "support/Processes.h"
 #include "support/RuntimeErrorOf.h"
-#include "support/StandInTools.h"
 #include "support/TestTerminal.h"
 
 namespace kvo::bootloadertms {
@@ -26,6 +26,13 @@ class BootLoaderConstructionTest : public ::testing::Test {
 
   static std::string ErrorOfConstruction(const std::string& device, std::uint32_t baud_rate) {
     return RuntimeErrorOf([&] { const BootLoader client(device, baud_rate); });
+  }
+
+  static std::string WarningOf(const std::string& device) {
+    return "Error: " + device +
+           " port is already opened or a minicom instance is running.\n"
+           "Please close all minicom instances and/or programs using the port before trying to "
+           "flash.\n";
   }
 
   StandInTools tools_;
@@ -66,11 +73,7 @@ TEST_F(BootLoaderConstructionTest, VerboseTellsNothingOfAPortThatDoesNotOpen) {
 TEST_F(BootLoaderConstructionTest, ABusyPortIsAWarningAndThePortIsOpenedAllTheSame) {
   tools_.LsofPrints("COMMAND\n");
   const BootLoader client(terminal_.Path(), 115200);
-  EXPECT_EQ(err_.Text(),
-            "Error: " + terminal_.Path() +
-                " port is already opened or a minicom instance is running.\n"
-                "Please close all minicom instances and/or programs using the port before trying "
-                "to flash.\n");
+  EXPECT_EQ(err_.Text(), WarningOf(terminal_.Path()));
   EXPECT_EQ(out_.Text(), "");
   EXPECT_EQ(OpenDescriptorsOf(terminal_.Path()).size(), 1U);
 }
@@ -78,10 +81,7 @@ TEST_F(BootLoaderConstructionTest, ABusyPortIsAWarningAndThePortIsOpenedAllTheSa
 TEST_F(BootLoaderConstructionTest, TheWarningComesBeforeThePortIsTouched) {
   tools_.LsofPrints("COMMAND\n");
   EXPECT_EQ(ErrorOfConstruction("/dev/no-such-port", 4800), "Baud rate not supported : 4800");
-  EXPECT_EQ(err_.Text(),
-            "Error: /dev/no-such-port port is already opened or a minicom instance is running.\n"
-            "Please close all minicom instances and/or programs using the port before trying to "
-            "flash.\n");
+  EXPECT_EQ(err_.Text(), WarningOf("/dev/no-such-port"));
 }
 
 TEST_F(BootLoaderConstructionTest, ThePortsErrorsLeaveTheConstructor) {

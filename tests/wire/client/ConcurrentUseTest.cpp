@@ -6,7 +6,7 @@
 #include <thread>
 
 #include "client/BootLoader.h"
-#include "support/StandInTools.h"
+#include "support/Processes.h"
 #include "support/TestTerminal.h"
 
 namespace kvo::bootloadertms {

@@ -1,17 +1,23 @@
 #include "front_end/Utility.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <array>
+#include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <iostream>
 #include <streambuf>
 #include <string>
 #include <vector>
 
-#include "support/OpenDescriptors.h"
-#include "support/StandInTools.h"
+#include "front_end/Utility.h"
+#include "support/Files.h"
+#include "support/Processes.h"
 #include "support/TestTerminal.h"
 
 namespace kvo::bootloadertms {
@@ -51,9 +57,9 @@ class WatchingOutput : private std::streambuf {
 
 class UtilityTest : public ::testing::Test {
  protected:
-  int Run(std::vector<const char*> behind_the_device) {
-    behind_the_device.insert(behind_the_device.begin(), {"the-program", terminal_.Path().c_str()});
-    return RunUtility(static_cast<int>(behind_the_device.size()), behind_the_device.data());
+  int Run(std::vector<const char*> after_the_device) {
+    after_the_device.insert(after_the_device.begin(), {"the-program", terminal_.Path().c_str()});
+    return RunUtility(static_cast<int>(after_the_device.size()), after_the_device.data());
   }
 
   const StandInTools tools_;
@@ -71,7 +77,7 @@ TEST_F(UtilityTest, ThePortIsClosedBeforeTheFailureIsTold) {
 
 // Runs an action that succeeds and tells, when the process ends, whether the port is still open.
 // Standard output goes where that is told.
-void SendAByteAndTellOfThePort(const char* device, const char* switch_behind) {
+void SendAByteAndTellOfThePort(const char* device, const char* last_switch) {
   static std::string watched;
   watched = device;
   std::cout.rdbuf(std::cerr.rdbuf());
@@ -79,7 +85,7 @@ void SendAByteAndTellOfThePort(const char* device, const char* switch_behind) {
     std::cerr << (OpenDescriptorsOf(watched).empty() ? "closed" : "still open") << std::endl;
   });
   const std::array<const char*, 6> arguments = {"the-program", device, "115200",
-                                                "--send",      "41",   switch_behind};
+                                                "--send",      "41",   last_switch};
   RunUtility(6, arguments.data());
 }
 
@@ -105,6 +111,64 @@ TEST_F(UtilityTest, VerboseIsFoundWhereverItStands) {
             "Entering boot loader utility for TMS\n"
             "\nUnable to open file : --verbose\n"
             "\nException :  Exiting boot loader utility for TMS\n\n");
+}
+
+// The standard streams.
+
+dev_t DeviceOf(int descriptor) {
+  struct stat status {};
+  return ::fstat(descriptor, &status) == 0 ? status.st_rdev : 0;
+}
+
+// Each test of these runs in a process of its own, whose exit status is 0 if all was well.
+[[noreturn]] void EndBy(bool all_was_well) {
+  std::exit(all_was_well ? EXIT_SUCCESS : EXIT_FAILURE);
+}
+
+[[noreturn]] void DetachWithout(int stream) {
+  const dev_t nothing = DeviceOf(::open("/dev/null", O_RDWR));
+  ::close(stream);
+  ProtectStandardStreams();
+  EndBy(nothing != 0 && DeviceOf(stream) == nothing);
+}
+
+TEST(StandardStreamsDeathTest, AClosedStreamLeadsToNothing) {
+  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    EXPECT_EXIT(DetachWithout(stream), ::testing::ExitedWithCode(0), "") << stream;
+  }
+}
+
+[[noreturn]] void DetachWithAll() {
+  const int free_before = ::dup(STDIN_FILENO);
+  ::close(free_before);
+  ProtectStandardStreams();
+  EndBy(::dup(STDIN_FILENO) == free_before);
+}
+
+TEST(StandardStreamsDeathTest, OpenStreamsAreLeftAlone) {
+  EXPECT_EXIT(DetachWithAll(), ::testing::ExitedWithCode(0), "");
+}
+
+[[noreturn]] void WriteToAPipeThatNobodyReads() {
+  ProtectStandardStreams();
+  std::array<int, 2> ends{};
+  EXPECT_EQ(::pipe(ends.data()), 0);
+  ::close(ends[0]);
+  EndBy(::write(ends[1], "x", 1) == -1 && errno == EPIPE);
+}
+
+TEST(StandardStreamsDeathTest, AReaderThatGoesAwayIsSurvived) {
+  EXPECT_EXIT(WriteToAPipeThatNobodyReads(), ::testing::ExitedWithCode(0), "");
+}
+
+[[noreturn]] void DetachWhereTheSignalIsIgnored() {
+  std::signal(SIGPIPE, SIG_IGN);
+  ProtectStandardStreams();
+  EndBy(std::signal(SIGPIPE, SIG_DFL) == SIG_IGN);
+}
+
+TEST(StandardStreamsDeathTest, ASignalThatIsIgnoredStaysIgnored) {
+  EXPECT_EXIT(DetachWhereTheSignalIsIgnored(), ::testing::ExitedWithCode(0), "");
 }
 
 }  // namespace

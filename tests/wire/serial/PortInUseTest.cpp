@@ -8,10 +8,9 @@
 
 #include <string>
 
-#include "support/RunningProgram.h"
+#include "support/Files.h"
+#include "support/Processes.h"
 #include "support/RuntimeErrorOf.h"
-#include "support/StandInTools.h"
-#include "support/TemporaryFolder.h"
 #include "support/TestTerminal.h"
 
 namespace kvo::bootloadertms {
@@ -69,14 +68,10 @@ class NoDescriptors {
 
 TEST(RunCommandTest, ReturnsAllThatTheCommandPrints) {
   EXPECT_EQ(RunCommand("echo one; echo two"), "one\ntwo\n");
-  EXPECT_EQ(RunCommand("printf no-newline"), "no-newline");
   EXPECT_EQ(RunCommand("true"), "");
-}
-
-TEST(RunCommandTest, JoinsLinesLongerThanItsBuffer) {
-  EXPECT_EQ(RunCommand("printf '%0500d'"), std::string(500, '0'));
   EXPECT_EQ(RunCommand("printf '%0127d'"), std::string(127, '0'));
   EXPECT_EQ(RunCommand("printf '%0128d'"), std::string(128, '0'));
+  EXPECT_EQ(RunCommand("printf '%0500d'"), std::string(500, '0'));
 }
 
 TEST(RunCommandTest, APieceEndsAtANulByte) {
@@ -131,17 +126,6 @@ class IsPortInUseTest : public ::testing::Test {
   PathOfThisProcess path_{tools_.Environment().at("PATH")};
 };
 
-TEST_F(IsPortInUseTest, NobodyHasItAndNoTerminalProgramRuns) {
-  EXPECT_FALSE(IsPortInUse("/dev/ttyX"));
-  EXPECT_EQ(tools_.Calls(), "lsof /dev/ttyX\nps -aux\n");
-}
-
-TEST_F(IsPortInUseTest, AHeldDeviceIsBusyAndTheProcessListIsNotConsulted) {
-  tools_.LsofPrints("COMMAND PID\ncat 1\n");
-  EXPECT_TRUE(IsPortInUse("/dev/ttyX"));
-  EXPECT_EQ(tools_.Calls(), "lsof /dev/ttyX\n");
-}
-
 TEST_F(IsPortInUseTest, AnyOutputCounts) {
   tools_.LsofPrints("\n");
   EXPECT_TRUE(IsPortInUse("/dev/ttyX"));
@@ -164,14 +148,6 @@ TEST_F(IsPortInUseTest, OtherProcessesAreNot) {
 TEST_F(IsPortInUseTest, ThePathGoesToTheShellUnquoted) {
   EXPECT_FALSE(IsPortInUse("/dev/a b; echo c >/dev/null"));
   EXPECT_EQ(tools_.Calls(), "lsof /dev/a b\nps -aux\n");
-}
-
-TEST_F(IsPortInUseTest, AShellThatCannotBeStartedIsAnError) {
-  EXPECT_EQ(RuntimeErrorOf([] {
-              const NoDescriptors none;  // gone before the error is looked at, which may need some
-              IsPortInUse("/dev/ttyX");
-            }),
-            "popen() failed!");
 }
 
 TEST(IsPortInUseWithRealToolsTest, MissingToolsCountAsNotBusyAndTheShellComplains) {

@@ -8,7 +8,7 @@
 #include <system_error>
 
 #include "serial/SerialPortLinux.h"
-#include "support/OpenDescriptors.h"
+#include "support/Files.h"
 #include "support/TestTerminal.h"
 
 namespace kvo::bootloadertms::testing {
@@ -35,8 +35,8 @@ class SerialPortFixture : public ::testing::Test {
 
   void SendToPort(const std::string& bytes) const { terminal_.Send(bytes); }
 
-  // Makes the descriptor bad behind the port's back.
-  void CloseDescriptorBehindThePort() const {
+  // Makes the descriptor bad without the port knowing.
+  void CloseDescriptorUnnoticed() const {
     for (const int descriptor : OpenDescriptorsOf(terminal_.Path())) {
       ::close(descriptor);
     }

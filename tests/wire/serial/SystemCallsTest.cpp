@@ -7,9 +7,9 @@
 
 #include "serial/PortInUse.h"
 #include "support/FakeTime.h"
-#include "support/OpenDescriptors.h"
+#include "support/Files.h"
+#include "support/Processes.h"
 #include "support/RecordedSystemCalls.h"
-#include "support/StandInTools.h"
 #include "wire/serial/SerialPortFixture.h"
 
 namespace kvo::bootloadertms {

@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <string>
+#include <vector>
 
 namespace kvo::bootloadertms::testing {
 
@@ -27,5 +28,8 @@ class TemporaryFolder {
 
 // The whole content of a file; empty when there is none.
 std::string ReadFile(const std::string& path);
+
+// The descriptors by which this process has the file at `path` open.
+std::vector<int> OpenDescriptorsOf(const std::string& path);
 
 }  // namespace kvo::bootloadertms::testing

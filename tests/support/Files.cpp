@@ -1,4 +1,4 @@
-#include "support/TemporaryFolder.h"
+#include "support/Files.h"
 
 #include <cerrno>
 #include <cstdlib>
@@ -49,6 +49,17 @@ std::string ReadFile(const std::string& path) {
   std::ostringstream content;
   content << file.rdbuf();
   return content.str();
+}
+
+std::vector<int> OpenDescriptorsOf(const std::string& path) {
+  std::vector<int> descriptors;
+  for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+    std::error_code ignored;
+    if (std::filesystem::read_symlink(entry.path(), ignored) == path) {
+      descriptors.push_back(std::stoi(entry.path().filename().string()));
+    }
+  }
+  return descriptors;
 }
 
 }  // namespace kvo::bootloadertms::testing

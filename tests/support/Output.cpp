@@ -1,4 +1,4 @@
-#include "support/CapturedStream.h"
+#include "support/Output.h"
 
 namespace kvo::bootloadertms::testing {
 
