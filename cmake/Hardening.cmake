@@ -1,5 +1,5 @@
 # kvo_hardening: what Debian's own packages are hardened with, and nothing in a release build that
-# tells where it was built. packaging/check_hardening proves it on the built program.
+# tells where it was built. packaging/check_packages proves what can be seen of it.
 include(CheckPIESupported)
 check_pie_supported(LANGUAGES CXX)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
