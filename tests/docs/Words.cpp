@@ -1,11 +1,12 @@
-// Prints what the program accepts as a key in the name of an image, with the board and the
-// application that it stands for, and as a speed: whatever it is, not what some list says.
+// Prints the program's own tables for scripts/check_documents: codes with their labels, what is
+// taken as a key in the name of an image, with its board and application, and speeds.
 
 #include <cstdint>
 #include <iostream>
 #include <stdexcept>
 #include <string>
 
+#include "front_end/Commands.h"
 #include "serial/Baudrate.h"
 #include "transfer/BoardDefinition.h"
 
@@ -14,11 +15,14 @@ namespace {
 using kvo::bootloadertms::Baudrate;
 using kvo::bootloadertms::BoardDefinition;
 
-constexpr char kFirstPrintable = ' ';
-constexpr char kLastPrintable = '~';
 constexpr std::uint32_t kFasterThanAnyLine = 10'000'000;
 
-bool IsUpper(char c) { return c >= 'A' && c <= 'Z'; }
+void PrintCodes() {
+  for (const kvo::bootloadertms::Command& command : kvo::bootloadertms::Commands()) {
+    std::cout << "code 0x" << std::hex << std::uppercase << command.code << std::dec << " "
+              << command.usage_label << "\n";
+  }
+}
 
 void PrintIfKey(const std::string& key) {
   try {
@@ -30,29 +34,23 @@ void PrintIfKey(const std::string& key) {
   }
 }
 
-// Upper case stands for lower case.
-void PrintKeys() {
-  for (char first = kFirstPrintable; first <= kLastPrintable; ++first) {
-    for (char second = kFirstPrintable; second <= kLastPrintable; ++second) {
-      if (!IsUpper(first) && !IsUpper(second)) {
+bool IsUpper(char c) { return c >= 'A' && c <= 'Z'; }
+
+}  // namespace
+
+int main() {
+  PrintCodes();
+  for (char first = ' '; first <= '~'; ++first) {
+    for (char second = ' '; second <= '~'; ++second) {
+      if (!IsUpper(first) && !IsUpper(second)) {  // stands for lower case
         PrintIfKey({first, second});
       }
     }
   }
-}
-
-void PrintRates() {
   for (std::uint32_t rate = 0; rate < kFasterThanAnyLine; ++rate) {
     if (Baudrate::IsSupported(rate)) {
       std::cout << "rate " << rate << "\n";
     }
   }
-}
-
-}  // namespace
-
-int main() {
-  PrintKeys();
-  PrintRates();
   return 0;
 }
