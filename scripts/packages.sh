@@ -38,7 +38,7 @@ install_missing() {
   packages_to_cross_build=(g++-aarch64-linux-gnu googletest)
   packages_to_emulate=(qemu-system-arm cpio)
   packages_to_package=(dpkg-dev file gzip)
-  packages_to_check=(clang clang-format clang-tidy cppcheck shellcheck lintian)
+  packages_to_check=(clang clang-format clang-tidy ccache shellcheck lintian)
   packages_to_fuzz=(clang libclang-rt-14-dev)
   packages_to_document=(doxygen)
   packages_to_bench=(libbenchmark-dev lrzsz python3 gnuplot-nox)
