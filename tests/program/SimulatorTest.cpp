@@ -1,561 +1,399 @@
+// The simulated board's program: its options, messages and exit statuses.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <csignal>
 #include <filesystem>
 #include <optional>
-#include <ostream>
 #include <thread>
 
 #include "simulator/Line.h"
-#include "unit/simulator/ChildProcess.h"
-#include "unit/simulator/HostPort.h"
-#include "unit/simulator/TemporaryFolder.h"
+#include "support/Files.h"
+#include "support/HostPort.h"
+#include "support/Processes.h"
 
 namespace kvo::boardsimulator {
 namespace {
 
+using bootloadertms::testing::ReadFile;
+using bootloadertms::testing::RunningProgram;
+using bootloadertms::testing::TemporaryFolder;
+using std::chrono::milliseconds;
 using testing::EndsWith;
 using testing::HasSubstr;
 
 namespace fs = std::filesystem;
 
-ProgramOutcome RunProgram(std::vector<std::string> arguments) {
-  arguments.insert(arguments.begin(), KVO_BOARD_SIMULATOR);
-  return RunToItsEnd(arguments);
+using Arguments = std::vector<std::string>;
+
+Arguments CommandOf(Arguments arguments) {
+  arguments.insert(arguments.begin(), KVO_SIMULATOR);
+  return arguments;
 }
 
-TEST(ProgramArgumentsTest, HelpNamesEachOptionAndEachFault) {
-  const ProgramOutcome outcome = RunProgram({"--help"});
-  EXPECT_EQ(outcome.exit_status, 0);
-  EXPECT_EQ(outcome.error, "");
-  for (const std::string word : {"--help",
-                                 "--version",
-                                 "--board",
-                                 "--state",
-                                 "--switch-time",
-                                 "--silence-time",
-                                 "--link",
-                                 "--socket",
-                                 "--line-rate",
-                                 "--flash",
-                                 "--trace",
-                                 "--fault",
-                                 "--ping-silence",
-                                 "--identification",
-                                 "--serial",
-                                 "--hardware ",
-                                 "--product",
-                                 "--version-upper",
-                                 "--version-lower",
-                                 "--boot-status",
-                                 "--hardware-info",
-                                 "--bootloader-info",
-                                 "--application-info",
-                                 "--answer CODE=TEXT",
-                                 "--unknown",
-                                 "--ask-again WORD@CODE[/TIMES]",
-                                 "--calibration-lines",
-                                 "--calibration-interval",
-                                 "--calibration-refused",
-                                 "--config FILE",
-                                 "--line-end",
-                                 "--answer-delay",
-                                 "--pieces N[:MS]",
-                                 "ACTION@PLACE[/TIMES]",
-                                 "block:N",
-                                 "start  ",
-                                 "packet0",
-                                 "eot  ",
-                                 "closing",
-                                 "verdict",
-                                 "nak  ",
-                                 "c   ",
-                                 "can  ",
-                                 "byte=HH",
-                                 "silence  ",
-                                 "late=MS",
-                                 "lost-ack",
-                                 "double-ack",
-                                 "hangup",
-                                 "always"}) {
-    EXPECT_THAT(outcome.output, HasSubstr(word));
+TEST(SimulatorArgumentsTest, HelpTellsOfEachFault) {
+  RunningProgram program(CommandOf({"--help"}));
+  EXPECT_EQ(program.Wait(), 0);
+  EXPECT_EQ(program.ErrorOutput(), "");
+  for (const std::string word :
+       {"ACTION@PLACE[/TIMES]", "start  ", "packet0  ", "block:N  ", "eot  ", "closing  ",
+        "verdict  ", "nak  ", "c  ", "can  ", "byte=HH  ", "silence  ", "late=MS  ", "lost-ack  ",
+        "double-ack  ", "hangup  ", "always", "--answer [application:|bootloader:]CODE=TEXT"}) {
+    EXPECT_THAT(program.Output(), HasSubstr(word));
   }
 }
 
-TEST(ProgramArgumentsTest, VersionIsPrinted) {
-  const ProgramOutcome outcome = RunProgram({"--version"});
-  EXPECT_EQ(outcome.exit_status, 0);
-  EXPECT_THAT(outcome.output, testing::MatchesRegex("kvo-board-simulator [0-9.]+\n"));
+TEST(SimulatorArgumentsTest, VersionIsPrinted) {
+  RunningProgram program(CommandOf({"--version"}));
+  EXPECT_EQ(program.Wait(), 0);
+  EXPECT_THAT(program.Output(), testing::MatchesRegex("kvo-board-simulator [0-9.]+\n"));
 }
 
-struct Mistake {
-  std::vector<std::string> arguments;
-  std::string complaint;
-};
-
-void PrintTo(const Mistake& mistake, std::ostream* output) {
-  for (const std::string& argument : mistake.arguments) *output << argument << ' ';
+void ExpectUsageError(const Arguments& arguments, const std::string& complaint) {
+  RunningProgram program(CommandOf(arguments));
+  EXPECT_EQ(program.Wait(), 2) << complaint;
+  EXPECT_EQ(program.Output(), "");
+  EXPECT_THAT(program.ErrorOutput(), HasSubstr(complaint));
 }
 
-class ProgramMistakeTest : public testing::TestWithParam<Mistake> {};
-
-TEST_P(ProgramMistakeTest, EndsWithStatus2AndAComplaint) {
-  const ProgramOutcome outcome = RunProgram(GetParam().arguments);
-  EXPECT_EQ(outcome.exit_status, 2);
-  EXPECT_EQ(outcome.output, "");
-  EXPECT_THAT(outcome.error, HasSubstr(GetParam().complaint));
+TEST(SimulatorArgumentsTest, MistakesEndWithStatus2AndAComplaint) {
+  struct Row {
+    Arguments arguments;
+    std::string complaint;
+  };
+  const std::vector<Row> rows = {
+      {{"--no-such"}, "--no-such"},
+      {{"surplus"}, "surplus"},
+      {{"--fault", "nak@eot", "nak@closing"}, "nak@closing"},
+      {{"--board", "xx"}, "--board"},
+      {{"--state", "off"}, "--state"},
+      {{"--switch-time", "soon"}, "--switch-time: 'soon' is not a number from 0 to 3600000"},
+      {{"--silence-time", "0"}, "--silence-time: '0' is not a number from 1 to 3600000"},
+      {{"--ping-silence", "1.5"}, "--ping-silence: '1.5' is not a number from 0 to 4294967295"},
+      {{"--line-rate", "0"}, "--line-rate: '0' is not a number from 1 to 4294967295"},
+      {{"--socket", "a", "--link", "b"}, "--link excludes --socket"},
+      {{"--serial", "\\"}, "--serial: unknown escape '\\'"},
+      {{"--answer", "s=ok", "--answer", "s"}, "--answer: answer 's': no '='"},
+      {{"--unknown", ""}, "--unknown: no code given"},
+      {{"--unknown", "\\q"}, "--unknown: unknown escape '\\q'"},
+      {{"--ask-again", "can@s", "--ask-again", "can@s/0"}, "--ask-again: 'can@s/0': "},
+      {{"--calibration-lines", "ever"},
+       "--calibration-lines: if not 'endless', the count of lines must be a number from 0"},
+      {{"--calibration-interval", "0"}, "--calibration-interval: '0' is not a number from 1"},
+      {{"--config", "./no-such.ini"}, "./no-such.ini was not readable"},
+      {{"--line-end", "CRLF"}, "--line-end"},
+      {{"--answer-delay", "3600001"},
+       "--answer-delay: '3600001' is not a number from 0 to 3600000"},
+      {{"--pieces", "0"}, "--pieces: the size of a piece must be a number from 1"},
+      {{"--pieces", "2:"}, "--pieces: the milliseconds between two pieces must be a number from 0"},
+      {{"--pieces", "2:5:6"}, "--pieces: the milliseconds between two pieces must be a number"},
+      {{"--fault", "nak@eot", "--fault", "nak@eot/0"}, "--fault: fault 'nak@eot/0': "}};
+  for (const Row& row : rows) {
+    ExpectUsageError(row.arguments, row.complaint);
+  }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Each, ProgramMistakeTest,
-    testing::Values(
-        Mistake{{"--no-such"}, "--no-such"}, Mistake{{"surplus"}, "surplus"},
-        Mistake{{"--board"}, "--board"}, Mistake{{"--board", "xx"}, "--board"},
-        Mistake{{"--board", "TV"}, "--board"}, Mistake{{"--state", "off"}, "--state"},
-        Mistake{{"--switch-time", "soon"},
-                "--switch-time: 'soon' is not a number from 0 to 3600000"},
-        Mistake{{"--switch-time", "-1"}, "--switch-time: '-1' is not a number"},
-        Mistake{{"--switch-time", "3600001"}, "--switch-time: '3600001' is not a number"},
-        Mistake{{"--silence-time", "0"}, "--silence-time: '0' is not a number from 1 to 3600000"},
-        Mistake{{"--ping-silence", "1.5"}, "--ping-silence: '1.5' is not a number"},
-        Mistake{{"--line-rate", "0"}, "--line-rate: '0' is not a number from 1 to 4294967295"},
-        Mistake{{"--line-rate", "9600x"}, "--line-rate: '9600x' is not a number"},
-        Mistake{{"--line-rate", "4294967296"}, "--line-rate: '4294967296' is not a number"},
-        Mistake{{"--line-rate="}, "--line-rate"}, Mistake{{"--link"}, "--link"},
-        Mistake{{"--socket"}, "--socket"},
-        Mistake{{"--socket", "a", "--link", "b"}, "--link excludes --socket"},
-        Mistake{{"--flash"}, "--flash"}, Mistake{{"--trace"}, "--trace"},
-        Mistake{{"--identification"}, "--identification"}, Mistake{{"--serial"}, "--serial"},
-        Mistake{{"--serial", "\\"}, "--serial: unknown escape '\\'"},
-        Mistake{{"--application-info", "\\xg0"}, "--application-info: '\\x' needs two"},
-        Mistake{{"--answer"}, "--answer"},
-        Mistake{{"--answer", "s=ok", "--answer", "s"}, "--answer: answer 's': no '='"},
-        Mistake{{"--answer", "host:s=x"}, "--answer: answer 'host:s=x': 'host:s' is no code"},
-        Mistake{{"--answer", "0x1=x"}, "--answer: answer '0x1=x': '0x1' is no code"},
-        Mistake{{"--unknown"}, "--unknown"}, Mistake{{"--unknown", ""}, "--unknown: no code given"},
-        Mistake{{"--unknown", "\\q"}, "--unknown: unknown escape '\\q'"},
-        Mistake{{"--ask-again"}, "--ask-again"},
-        Mistake{{"--ask-again", "can"}, "--ask-again: 'can': expected WORD@[application:|boot"},
-        Mistake{{"--ask-again", "can@s", "--ask-again", "can@s/0"}, "--ask-again: 'can@s/0': "},
-        Mistake{
-            {"--calibration-lines", "ever"},
-            "--calibration-lines: if not 'endless', the count of lines must be a number from 0"},
-        Mistake{{"--calibration-interval", "0"}, "--calibration-interval: '0' is not a number"},
-        Mistake{{"--calibration-interval", "9s"}, "--calibration-interval: '9s' is not a number"},
-        Mistake{{"--calibration-refused=maybe"}, "--calibration-refused"},
-        Mistake{{"--config"}, "--config"},
-        Mistake{{"--config", "./no-such.ini"}, "./no-such.ini was not readable"},
-        Mistake{{"--line-end", "CRLF"}, "--line-end"},
-        Mistake{{"--answer-delay", "-1"}, "--answer-delay: '-1' is not a number"},
-        Mistake{{"--answer-delay", "3600001"}, "--answer-delay: '3600001' is not a number"},
-        Mistake{{"--pieces", "0"}, "--pieces: the size of a piece must be a number from 1"},
-        Mistake{{"--pieces", "2:"}, "--pieces: the milliseconds between two pieces must be"},
-        Mistake{{"--pieces", "2:5:6"}, "--pieces: the milliseconds between two pieces must be"},
-        Mistake{{"--fault"}, "--fault"},
-        Mistake{{"--fault", "nak"}, "--fault: fault 'nak': no '@', expected ACTION@PLACE[/TIMES]"},
-        Mistake{{"--fault", "nak@eot", "--fault", "nak@eot/0"}, "--fault: fault 'nak@eot/0': "},
-        Mistake{{"--fault", "nak@eot", "nak@closing"}, "nak@closing"}));
-
-TEST(ProgramConfigMistakeTest, EndsWithStatus2AndAComplaint) {
+TEST(SimulatorArgumentsTest, MistakesInAFileEndWithStatus2AndAComplaint) {
   const TemporaryFolder folder;
-  const std::vector<std::pair<std::string, std::string>> mistakes{
+  const std::vector<std::pair<std::string, std::string>> rows = {
       {"no-such=1", "no-such"},
       {"config=other", "config"},
       {"switch-time=soon", "--switch-time: 'soon' is not a number from 0 to 3600000"},
       {"serial=1\nserial=2", "--serial"},
       {"answer=s=1\nanswer=h", "--answer: answer 'h': no '='"},
       {"calibration-refused=maybe", "--calibration-refused"}};
-  for (const auto& [text, complaint] : mistakes) {
-    WriteFile(folder.PathOf("board.ini"), FromText(text + "\n"));
-    const ProgramOutcome outcome = RunProgram({"--config", folder.PathOf("board.ini")});
-    EXPECT_EQ(outcome.exit_status, 2) << text;
-    EXPECT_EQ(outcome.output, "");
-    EXPECT_THAT(outcome.error, HasSubstr(complaint));
+  for (const auto& [text, complaint] : rows) {
+    ExpectUsageError({"--config", folder.WriteFile("board.ini", text + "\n")}, complaint);
   }
+}
+
+TEST(SimulatorArgumentsTest, WhatCannotBeMadeIsStatus1) {
+  const TemporaryFolder folder;
+  const std::string file = folder.WriteFile("file", "precious");
+  const std::string missing = folder.Path("missing/file");
+  const std::vector<std::pair<Arguments, std::string>> rows = {
+      {{"--trace", missing}, "cannot write the trace " + missing + ": No such file or directory\n"},
+      {{"--socket", missing}, "cannot listen at " + missing + ": No such file or directory\n"},
+      {{"--link", file},
+       "cannot make the link " + file + ": something that is not a symbolic link stands there\n"}};
+  for (const auto& [arguments, reason] : rows) {
+    RunningProgram program(CommandOf(arguments));
+    EXPECT_EQ(program.Wait(), 1);
+    EXPECT_EQ(program.Output(), "");
+    EXPECT_EQ(program.ErrorOutput(), "kvo-board-simulator: " + reason);
+  }
+  EXPECT_EQ(ReadFile(file), "precious");
 }
 
 // The program at work; `device_` is what it printed first.
-class ProgramTest : public testing::Test {
+class SimulatorTest : public testing::Test {
  protected:
-  void Start(std::vector<std::string> arguments) {
-    arguments.insert(arguments.begin(), KVO_BOARD_SIMULATOR);
-    SocketPair output;
-    program_.emplace(arguments, -1, output.first.Get(), -1);
-    output_.emplace(std::move(output.second));
-    output.first.Close();
-    device_ = ReadLine();
+  void Start(Arguments arguments) {
+    program_.emplace(CommandOf(std::move(arguments)));
+    device_ = program_->FirstLine();
+    ASSERT_NE(device_, "") << program_->ErrorOutput();
   }
-  std::string ReadLine() {
-    std::string line;
-    for (Bytes byte = output_->Receive(1); !byte.empty(); byte = output_->Receive(1)) {
-      if (byte.front() == '\n') return line;
-      line += static_cast<char>(byte.front());
-    }
-    return "unfinished: " + line;
+  HostPort StartAndOpen(Arguments arguments) {
+    Start(std::move(arguments));
+    return HostPort::Open(device_);
   }
-  int Stop(int signal) {
+  void ExpectEnd(const std::string& error_output = "") {
+    EXPECT_EQ(program_->Wait(), 0);
+    EXPECT_EQ(program_->Output(), device_ + "\n");
+    EXPECT_EQ(program_->ErrorOutput(), error_output);
+  }
+  void Stop(int signal = SIGTERM) {
     program_->Signal(signal);
-    return program_->WaitForEnd();
+    ExpectEnd();
   }
-  HostPort OpenDevice() { return HostPort::Open(device_); }
-  static std::string AnswerTo(HostPort& host, const Bytes& bytes, std::size_t answer_size) {
+  static std::string HexAnswerTo(HostPort& host, const Bytes& bytes, std::size_t answer_size) {
     host.Send(bytes);
     return ToHex(host.Receive(answer_size));
   }
-  static bool ComesIntoFile(const std::string& path, const std::string& text) {
-    const TimePoint limit = Clock::now() + std::chrono::seconds(30);
-    while (Clock::now() < limit) {
-      if (ReadTextFile(path).find(text) != std::string::npos) return true;
-      std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    return false;
+  static void ExpectAnswer(HostPort& host, const std::string& requests, const std::string& answer) {
+    host.Send(FromText(requests));
+    EXPECT_EQ(ToText(host.Receive(answer.size())), answer);
   }
-  static void UploadOneBlock(HostPort& host) {
-    EXPECT_EQ(AnswerTo(host, FromText("1"), 1), "43");
-    EXPECT_EQ(AnswerTo(host, Packet(0, PacketZeroData("1000")), 2), "06 43");
-    EXPECT_EQ(AnswerTo(host, Packet(1, Pattern(1024)), 1), "06");
-    EXPECT_EQ(AnswerTo(host, FromHex("04"), 2), "06 43");
-    host.Send(ClosingPacket());
+  bool ComesIntoTrace(const std::string& text) const {
+    const TimePoint limit = Clock::now() + std::chrono::seconds(60);
+    while (ReadFile(trace_).find(text) == std::string::npos) {
+      if (Clock::now() > limit) {
+        return false;
+      }
+      std::this_thread::sleep_for(milliseconds(5));
+    }
+    return true;
+  }
+  // The answer to the closing packet of an upload of one block.
+  static std::string Upload(HostPort& host) {
+    EXPECT_EQ(HexAnswerTo(host, FromText("1"), 1), "43");
+    EXPECT_EQ(HexAnswerTo(host, Packet(0, PacketZeroData("1000")), 2), "06 43");
+    EXPECT_EQ(HexAnswerTo(host, Packet(1, Pattern(1024)), 1), "06");
+    EXPECT_EQ(HexAnswerTo(host, FromHex("04"), 2), "06 43");
+    return HexAnswerTo(host, ClosingPacket(), 2);
+  }
+  // The fault hangup@packet0 is in the plan.
+  void ExpectHangUp(HostPort host) {
+    EXPECT_EQ(HexAnswerTo(host, FromText("1"), 1), "43");
+    host.Send(Packet(0, PacketZeroData("1000")));
+    EXPECT_TRUE(host.Receive(1).empty());
+    ExpectEnd("kvo-board-simulator: hung up, as a fault asked for\n");
+    EXPECT_FALSE(fs::exists(fs::symlink_status(path_)));
+    EXPECT_THAT(ReadFile(trace_), EndsWith(" # hung up\n"));
   }
 
   TemporaryFolder folder_;
-  std::optional<ChildProcess> program_;
-  std::optional<HostPort> output_;
+  const std::string path_ = folder_.Path("board");
+  const std::string trace_ = folder_.Path("trace");
+  std::optional<RunningProgram> program_;
   std::string device_;
 };
 
-TEST_F(ProgramTest, PrintsTheDeviceAndNothingElse) {
-  Start({});
-  EXPECT_TRUE(fs::is_character_file(device_)) << device_;
-  EXPECT_EQ(Stop(SIGTERM), 0);
-  EXPECT_TRUE(output_->Receive(1).empty());
-}
-
-TEST_F(ProgramTest, LinkLeadsToTheDeviceUntilTheEnd) {
-  for (const int signal : {SIGTERM, SIGINT}) {
-    Start({"--link", folder_.PathOf("board")});
-    EXPECT_EQ(fs::read_symlink(folder_.PathOf("board")), device_);
-    EXPECT_EQ(Stop(signal), 0);
-    EXPECT_EQ(folder_.CountFiles(), 0U);
+TEST_F(SimulatorTest, PrintsTheDeviceAndLinksToItUntilTheEnd) {
+  for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
+    Start({"--link", path_});
+    EXPECT_TRUE(fs::is_character_file(device_)) << device_;
+    EXPECT_EQ(fs::read_symlink(path_), device_);
+    Stop(signal);
+    EXPECT_FALSE(fs::exists(fs::symlink_status(path_)));
   }
 }
 
-TEST_F(ProgramTest, ServesHostsOnASocket) {
-  const std::string trace = folder_.PathOf("trace.txt");
-  Start({"--socket", folder_.PathOf("board"), "--state", "bootloader", "--trace", trace});
-  EXPECT_EQ(device_, folder_.PathOf("board"));
-  for (int run = 0; run < 2; ++run) {
-    HostPort host = HostPort::Connect(device_);
-    EXPECT_EQ(AnswerTo(host, FromText("0"), 1), "41");
-  }
-  EXPECT_EQ(Stop(SIGTERM), 0);
-  EXPECT_EQ(folder_.CountFiles(), 1U) << "beside the trace";
-}
-
-TEST_F(ProgramTest, HangUpClosesTheSocketAndEndsTheProgramWell) {
-  Start(
-      {"--socket", folder_.PathOf("board"), "--state", "bootloader", "--fault", "hangup@packet0"});
-  HostPort host = HostPort::Connect(device_);
-  EXPECT_EQ(AnswerTo(host, FromText("1"), 1), "43");
-  host.Send(Packet(0, PacketZeroData("1000")));
-  EXPECT_TRUE(host.Receive(1).empty());
-  EXPECT_EQ(program_->WaitForEnd(), 0);
-  EXPECT_EQ(folder_.CountFiles(), 0U);
-}
-
-TEST_F(ProgramTest, ServesOneRunOfTheHostAfterTheOther) {
+TEST_F(SimulatorTest, ServesOneHostAfterTheOtherOnATerminal) {
   Start({"--state", "bootloader"});
   for (int run = 0; run < 3; ++run) {
-    HostPort host = OpenDevice();
-    EXPECT_EQ(AnswerTo(host, FromText("0"), 1), "41");
+    HostPort host = HostPort::Open(device_);
+    ExpectAnswer(host, "0", "A");
   }
-  EXPECT_EQ(Stop(SIGTERM), 0);
+  Stop();
 }
 
-TEST_F(ProgramTest, ApplicationRunsAtTheStart) {
-  Start({});
-  HostPort host = OpenDevice();
-  EXPECT_EQ(AnswerTo(host, FromText("0"), 24), ToHex(FromText("ping_callback_function\r\n")));
+TEST_F(SimulatorTest, ServesOneHostAfterTheOtherOnASocket) {
+  Start({"--socket", path_, "--state", "bootloader"});
+  EXPECT_EQ(device_, path_);
+  for (int run = 0; run < 2; ++run) {
+    HostPort host = HostPort::Connect(device_);
+    ExpectAnswer(host, "0", "A");
+  }
+  Stop();
+  EXPECT_FALSE(fs::exists(path_));
 }
 
-TEST_F(ProgramTest, GoodImageIsInTheFlashFileBeforeTheVerdict) {
-  const std::string flash = folder_.PathOf("flash.bin");
-  Start({"--state", "bootloader", "--flash", flash});
-  HostPort host = OpenDevice();
-  UploadOneBlock(host);
-  EXPECT_EQ(ToHex(host.Receive(2)), "06 4f");
-  EXPECT_EQ(ReadFile(flash), Pattern(1000));
+TEST_F(SimulatorTest, HangUpClosesTheLineAndEndsTheProgramWell) {
+  const Arguments with_hang_up = {"--state",        "bootloader", "--fault",
+                                  "hangup@packet0", "--trace",    trace_};
+  for (const std::string option : {"--link", "--socket"}) {
+    Arguments arguments = with_hang_up;
+    arguments.insert(arguments.end(), {option, path_});
+    Start(arguments);
+    ExpectHangUp(option == "--socket" ? HostPort::Connect(device_) : HostPort::Open(device_));
+  }
 }
 
-TEST_F(ProgramTest, FlashFileThatCannotBeWrittenIsABadVerdict) {
-  Start({"--state", "bootloader", "--flash", folder_.PathOf("missing/flash.bin")});
-  HostPort host = OpenDevice();
-  UploadOneBlock(host);
-  EXPECT_EQ(ToHex(host.Receive(2)), "06 45");
+TEST_F(SimulatorTest, GoodImageIsInTheFlashFileBeforeTheVerdict) {
+  HostPort host = StartAndOpen({"--state", "bootloader", "--flash", folder_.Path("flash")});
+  EXPECT_EQ(Upload(host), "06 4f");
+  EXPECT_EQ(ReadFile(folder_.Path("flash")), ToText(Pattern(1000)));
 }
 
-TEST_F(ProgramTest, OtherBoardRefusesTheImage) {
-  Start({"--state", "bootloader", "--board", "wk", "--silence-time", "200"});
-  HostPort host = OpenDevice();
-  EXPECT_EQ(AnswerTo(host, FromText("1"), 1), "43");
-  EXPECT_EQ(AnswerTo(host, Packet(0, PacketZeroData("1000")), 1), "15");
+TEST_F(SimulatorTest, FlashFileThatCannotBeWrittenIsABadVerdictAndAComplaint) {
+  const std::string flash = folder_.Path("missing/flash");
+  HostPort host = StartAndOpen({"--state", "bootloader", "--flash", flash});
+  EXPECT_EQ(Upload(host), "06 45");
+  EXPECT_EQ(program_->ErrorOutput(),
+            "cannot write the flash file " + flash + ": No such file or directory\n");
 }
 
-TEST_F(ProgramTest, SwitchTimeOfZeroSwitchesAtOnce) {
-  Start({"--switch-time", "0"});
-  HostPort host = OpenDevice();
-  EXPECT_EQ(AnswerTo(host, FromText("Q0"), 1), "41");
+TEST_F(SimulatorTest, PacketZeroMustFitTheOptions) {
+  HostPort other = StartAndOpen({"--state", "bootloader", "--board", "wk"});
+  ExpectAnswer(other, "1", "C");
+  EXPECT_EQ(HexAnswerTo(other, Packet(0, PacketZeroData("1000")), 1), "15");
+  HostPort host = StartAndOpen({"--state", "bootloader", "--identification", "A|B|C|"});
+  ExpectAnswer(host, "1", "C");
+  const Bytes data = Padded(Padded(FromText("9"), 17, 0) + FromText("A|B|C|"), 128, 0);
+  EXPECT_EQ(HexAnswerTo(host, Packet(0, data), 2), "06 43");
 }
 
-TEST_F(ProgramTest, TraceIsCompleteAfterTheEnd) {
-  const std::string trace = folder_.PathOf("trace.txt");
-  Start({"--state", "bootloader", "--trace", trace, "--line-rate", "1000000", "--fault",
-         "byte=46@start"});
-  HostPort host = OpenDevice();
-  EXPECT_EQ(AnswerTo(host, FromText("0"), 1), "41");
-  EXPECT_EQ(AnswerTo(host, FromText("1"), 1), "46");
-  EXPECT_EQ(Stop(SIGTERM), 0);
-  const std::string text = ReadTextFile(trace);
-  EXPECT_THAT(text, HasSubstr(" # bootloader runs\n"));
-  EXPECT_THAT(text, HasSubstr(" > 30                                               |0|\n"));
-  EXPECT_THAT(text, HasSubstr(" < 41                                               |A|\n"));
-  EXPECT_THAT(text, HasSubstr(" # receiving an image\n"));
-  EXPECT_THAT(text, HasSubstr(" # fault byte=46@start\n"));
-  EXPECT_THAT(text, HasSubstr(" < 46                                               |F|\n"));
+TEST_F(SimulatorTest, TraceIsCompleteAfterTheEnd) {
+  HostPort host =
+      StartAndOpen({"--state", "bootloader", "--trace", trace_, "--fault", "byte=46@start"});
+  ExpectAnswer(host, "0", "A");
+  ExpectAnswer(host, "1", "F");
+  Stop();
+  const std::string text = ReadFile(trace_);
+  for (const std::string row :
+       {" # bootloader runs\n", " > 30                                               |0|\n",
+        " < 41                                               |A|\n", " # receiving an image\n",
+        " # fault byte=46@start\n", " < 46                                               |F|\n"}) {
+    EXPECT_THAT(text, HasSubstr(row));
+  }
   EXPECT_THAT(text, EndsWith(" # reception ended: cancelled by the board, 0 bytes\n"));
 }
 
-TEST_F(ProgramTest, PingSilenceLeavesTheFirstPingsUnanswered) {
-  Start({"--state", "bootloader", "--ping-silence", "3"});
-  HostPort host = OpenDevice();
-  EXPECT_EQ(AnswerTo(host, FromText("0000z"), 4), "41 55 0d 0a");
+TEST_F(SimulatorTest, OptionsChangeWhatIsAnsweredAndWhen) {
+  struct Row {
+    Arguments options;
+    std::string requests;
+    std::string answer;
+    milliseconds time_at_least{0};
+  };
+  using namespace std::string_literals;
+  const std::string text(3000, 'x');
+  const std::vector<Row> rows = {
+      {{}, "0", "ping_callback_function\r\n"},
+      {{"--switch-time", "0"}, "Q0", "A"},
+      {{"--state", "bootloader", "--ping-silence", "3"}, "0000z", "AU\r\n"},
+      {{"--state",           "bootloader", "--serial",           "S1",
+        "--hardware",        "H2",         "--product",          "P3",
+        "--version-upper",   "V4",         "--version-lower",    "v5",
+        "--boot-status",     "B6",         "--hardware-info",    "7\\x2d",
+        "--bootloader-info", "8+",         "--application-info", "9 "},
+       "shpVvb789",
+       "S1\r\nH2\r\nP3\r\nV4\r\nv5\r\nB6\r\n7-\r\n8+\r\n9 \r\n"},
+      {{"--serial", ""}, "s", "\r\n"},
+      {{"--serial", text}, "s", text + "\r\n"},
+      {{"--answer", "9=OK;\\r\\n", "--serial", "S1", "--answer", "application:s=[a,b]",
+        "--answer=0x07=\\0", "--answer", "h="},
+       "h9s\x07",
+       "OK;\r\n[a,b]\0"s},
+      {{"--state", "bootloader", "--unknown", "hs", "--unknown", "\\x70"},
+       "hsp0",
+       "U\r\nU\r\nU\r\nA"},
+      {{"--ask-again", "Cannot@s/2", "--ask-again", "a\\x40b@s"},
+       "ssss",
+       "Cannot\r\nCannot\r\na@b\r\nSN000042\r\n"},
+      {{"--calibration-refused"}, "Ks", "SN000042\r\n"},
+      {{"--state", "bootloader", "--line-end", "crlf"}, "z0", "U\r\nA"},
+      {{"--state", "bootloader", "--line-end", "lf"}, "z0", "U\nA"},
+      {{"--state", "bootloader", "--line-end", "cr"}, "z0", "U\rA"},
+      {{"--state", "bootloader", "--line-end", "nul"}, "z0", "U\0A"s},
+      {{"--state", "bootloader", "--line-end", "none"}, "z0", "UA"},
+      {{"--state", "bootloader", "--line-rate", "1000"}, "z", "U\r\n", milliseconds(40)},
+      {{"--state", "bootloader", "--answer-delay", "120", "--pieces", "1:30"},
+       "z",
+       "U\r\n",
+       milliseconds(180)},
+      {{"--calibration-lines", "2", "--calibration-interval", "40"},
+       "K",
+       "KVO_CMD_CALIBRATE\r\ncalibration step 1\r\ncalibration step 2\r\n---\r\n",
+       milliseconds(120)}};
+  for (const Row& row : rows) {
+    HostPort host = StartAndOpen(row.options);
+    const TimePoint start = Clock::now();
+    ExpectAnswer(host, row.requests, row.answer);
+    EXPECT_GE(Clock::now() - start, row.time_at_least);
+  }
 }
 
-TEST_F(ProgramTest, EachNamedTextAnswersItsCode) {
-  Start({"--state",           "bootloader", "--serial",           "S1",
-         "--hardware",        "H2",         "--product",          "P3",
-         "--version-upper",   "V4",         "--version-lower",    "v5",
-         "--boot-status",     "B6",         "--hardware-info",    "7\\x2d",
-         "--bootloader-info", "8+",         "--application-info", "9 "});
-  HostPort host = OpenDevice();
-  EXPECT_EQ(AnswerTo(host, FromText("shpVvb789"), 36),
-            ToHex(FromText("S1\r\nH2\r\nP3\r\nV4\r\nv5\r\nB6\r\n7-\r\n8+\r\n9 \r\n")));
+TEST_F(SimulatorTest, OptionsMayComeFromAFile) {
+  struct Row {
+    std::string file;
+    Arguments options;
+    std::string requests;
+    std::string answer;
+  };
+  const std::vector<Row> rows = {
+      {"# a board\nstate=bootloader\nanswer = s=a, b #c;[d]\\r\\n\nserial=lost\n"
+       "hardware=\" H \"\n\nanswer=0x07=\nline-end=lf\n",
+       {},
+       "s\ah0",
+       "a, b #c;[d]\r\n H \nA"},
+      {"calibration-refused=true\n", {}, "Ks", "SN000042\r\n"},
+      {"serial=S1\nhardware=[H,1]\nanswer=7=1\nanswer=v=1\n",
+       {"--serial", "S2", "--answer", "7=2"},
+       "sh7v",
+       "S2\r\n[H,1]\r\n2v1.04\r\n"}};
+  for (const Row& row : rows) {
+    Arguments options = row.options;
+    options.insert(options.end(), {"--config", folder_.WriteFile("board.ini", row.file)});
+    HostPort host = StartAndOpen(options);
+    ExpectAnswer(host, row.requests, row.answer);
+  }
 }
 
-TEST_F(ProgramTest, EmptyTextLeavesTheLineEnd) {
-  Start({"--serial", ""});
-  HostPort host = OpenDevice();
-  EXPECT_EQ(AnswerTo(host, FromText("s"), 2), "0d 0a");
-}
-
-TEST_F(ProgramTest, GivenAnswersAreSentAsTheyAre) {
-  Start({"--answer", "9=OK;\\r\\n", "--serial", "S1", "--answer", "application:s=[a,b]",
-         "--answer=0x07=\\0", "--answer", "h="});
-  HostPort host = OpenDevice();
-  EXPECT_EQ(AnswerTo(host, FromText("h9s\x07"), 11), ToHex(FromText("OK;\r\n[a,b]")) + " 00");
-}
-
-TEST_F(ProgramTest, UnknownCodesAreRefusedByTheBootloader) {
-  Start({"--state", "bootloader", "--unknown", "hs", "--unknown", "\\x70"});
-  HostPort host = OpenDevice();
-  EXPECT_EQ(AnswerTo(host, FromText("hsp0"), 10), "55 0d 0a 55 0d 0a 55 0d 0a 41");
-}
-
-TEST_F(ProgramTest, WordsToAskAgainComeInTheirOrder) {
-  Start({"--ask-again", "Cannot@s/2", "--ask-again", "a\\x40b@s"});
-  HostPort host = OpenDevice();
-  EXPECT_EQ(AnswerTo(host, FromText("ssss"), 31),
-            ToHex(FromText("Cannot\r\nCannot\r\na@b\r\nSN000042\r\n")));
-}
-
-TEST_F(ProgramTest, CalibrationHasItsLinesAndItsTime) {
-  Start({"--calibration-lines", "2", "--calibration-interval", "40"});
-  HostPort host = OpenDevice();
-  const TimePoint start = Clock::now();
-  EXPECT_EQ(AnswerTo(host, FromText("K"), 64),
-            ToHex(FromText("KVO_CMD_CALIBRATE\r\ncalibration step 1\r\ncalibration step 2\r\n"
-                           "---\r\n")));
-  EXPECT_GE(Clock::now() - start, std::chrono::milliseconds(120));
-}
-
-TEST_F(ProgramTest, EndlessCalibrationEndsWithItsHost) {
-  const std::string trace = folder_.PathOf("trace.txt");
-  Start({"--calibration-lines", "endless", "--calibration-interval", "1", "--trace", trace,
-         "--line-rate", "10000000"});
+TEST_F(SimulatorTest, EndlessCalibrationEndsWithItsHost) {
   {
-    HostPort host = OpenDevice();
-    EXPECT_EQ(AnswerTo(host, FromText("K"), 19), ToHex(FromText("KVO_CMD_CALIBRATE\r\n")));
+    HostPort host = StartAndOpen({"--calibration-lines", "endless", "--calibration-interval", "1",
+                                  "--line-rate", "10000000", "--trace", trace_});
+    ExpectAnswer(host, "K", "KVO_CMD_CALIBRATE\r\ncalibration step 1\r\n");
     EXPECT_EQ(host.Receive(1000).size(), 1000U);
   }
-  EXPECT_TRUE(ComesIntoFile(trace, "calibration ended: the host has gone"));
-  HostPort next_host = OpenDevice();
-  next_host.ReceiveWhatIsThere();  // what the former one left unread
-  EXPECT_EQ(AnswerTo(next_host, FromText("s"), 10), ToHex(FromText("SN000042\r\n")));
-}
-
-TEST_F(ProgramTest, RefusedCalibrationGetsNoAnswer) {
-  Start({"--calibration-refused"});
-  HostPort host = OpenDevice();
-  EXPECT_EQ(AnswerTo(host, FromText("Ks"), 10), ToHex(FromText("SN000042\r\n")));
-}
-
-TEST_F(ProgramTest, DefaultParametersAreRestored) {
-  const std::string trace = folder_.PathOf("trace.txt");
-  Start({"--trace", trace});
-  HostPort host = OpenDevice();
-  for (const char byte : {'Q', '6', 't', 'C', 'R', 'L'}) {
-    host.Send({static_cast<std::uint8_t>(byte)});
-    std::this_thread::sleep_for(std::chrono::milliseconds(250));
-  }
-  EXPECT_EQ(AnswerTo(host, FromText("0"), 24), ToHex(FromText("ping_callback_function\r\n")));
-  EXPECT_THAT(ReadTextFile(trace), HasSubstr("# default parameters restored, gaps in ms: "));
-}
-
-TEST_F(ProgramTest, BurstRestoresNothingAndIsASwitch) {
-  const std::string trace = folder_.PathOf("trace.txt");
-  Start({"--trace", trace, "--switch-time", "0"});
-  HostPort host = OpenDevice();
-  EXPECT_EQ(AnswerTo(host, FromText("Q60"), 1), "41");
-  EXPECT_THAT(ReadTextFile(trace), HasSubstr("# default parameters not restored: '6' after "));
-}
-
-TEST_F(ProgramTest, OptionsMayComeFromAFile) {
-  WriteFile(folder_.PathOf("board.ini"), FromText("# a board\n"
-                                                  "state=bootloader\n"
-                                                  "answer = s=a, b #c;[d]\\r\\n\n"
-                                                  "serial=lost\n"
-                                                  "hardware=\" H \"\n"
-                                                  "\n"
-                                                  "answer=0x07=\n"
-                                                  "line-end=lf\n"));
-  Start({"--config", folder_.PathOf("board.ini")});
-  HostPort host = OpenDevice();
-  EXPECT_EQ(AnswerTo(host,
-                     FromText("s\x07"
-                              "h0"),
-                     18),
-            ToHex(FromText("a, b #c;[d]\r\n H \nA")));
-}
-
-TEST_F(ProgramTest, FlagMayComeFromAFile) {
-  WriteFile(folder_.PathOf("board.ini"), FromText("calibration-refused=true\n"));
-  Start({"--config", folder_.PathOf("board.ini")});
-  HostPort host = OpenDevice();
-  EXPECT_EQ(AnswerTo(host, FromText("Ks"), 10), ToHex(FromText("SN000042\r\n")));
-}
-
-TEST_F(ProgramTest, OptionOfTheCommandLineReplacesThatOfTheFile) {
-  WriteFile(folder_.PathOf("board.ini"),
-            FromText("serial=S1\nhardware=H1\nanswer=7=1\nanswer=v=1\n"));
-  Start({"--config", folder_.PathOf("board.ini"), "--serial", "S2", "--answer", "7=2"});
-  HostPort host = OpenDevice();
-  EXPECT_EQ(AnswerTo(host, FromText("sh7v"), 16), ToHex(FromText("S2\r\nH1\r\n2v1.04\r\n")));
-}
-
-TEST_F(ProgramTest, LineEndIsTheChosenOne) {
-  const std::vector<std::pair<std::string, std::string>> ends{{"crlf", "55 0d 0a 41"},
-                                                              {"lf", "55 0a 41"},
-                                                              {"cr", "55 0d 41"},
-                                                              {"nul", "55 00 41"},
-                                                              {"none", "55 41"}};
-  for (const auto& [name, answer] : ends) {
-    Start({"--state", "bootloader", "--line-end", name});
-    HostPort host = OpenDevice();
-    EXPECT_EQ(AnswerTo(host, FromText("z0"), (answer.size() + 1) / 3), answer);
+  EXPECT_TRUE(ComesIntoTrace("calibration ended: the host has gone"));
+  HostPort next_host = HostPort::Open(device_);
+  next_host.Send(FromText("s"));
+  std::string received;  // which may begin with what the former host left unread
+  while (!received.ends_with("SN000042\r\n")) {
+    const Bytes byte = next_host.Receive(1);
+    ASSERT_FALSE(byte.empty()) << received;
+    received += ToText(byte);
   }
 }
 
-TEST_F(ProgramTest, AnswerDelayAndPiecesTakeTheirTime) {
-  Start({"--state", "bootloader", "--answer-delay", "120", "--pieces", "1:30"});
-  HostPort host = OpenDevice();
-  const TimePoint start = Clock::now();
-  EXPECT_EQ(AnswerTo(host, FromText("z"), 3), "55 0d 0a");
-  EXPECT_GE(Clock::now() - start, std::chrono::milliseconds(180));
-}
-
-TEST_F(ProgramTest, LongTextArrivesWhole) {
-  const std::string text(3000, 'x');
-  Start({"--serial", text});
-  HostPort host = OpenDevice();
-  EXPECT_EQ(AnswerTo(host, FromText("s"), 3002), ToHex(FromText(text + "\r\n")));
-}
-
-TEST_F(ProgramTest, IdentificationIsAccepted) {
-  Start({"--state", "bootloader", "--identification", "A|B|C|"});
-  HostPort host = OpenDevice();
-  EXPECT_EQ(AnswerTo(host, FromText("1"), 1), "43");
-  const Bytes data = Padded(Padded(FromText("9"), 17, 0) + FromText("A|B|C|"), 128, 0);
-  EXPECT_EQ(AnswerTo(host, Packet(0, data), 2), "06 43");
-}
-
-TEST_F(ProgramTest, HangUpClosesTheLineAndEndsTheProgramWell) {
-  Start({"--state", "bootloader", "--link", folder_.PathOf("board"), "--fault", "hangup@packet0"});
-  HostPort host = OpenDevice();
-  EXPECT_EQ(AnswerTo(host, FromText("1"), 1), "43");
-  host.Send(Packet(0, PacketZeroData("1000")));
-  EXPECT_TRUE(host.Receive(1).empty());
-  EXPECT_EQ(program_->WaitForEnd(), 0);
-  EXPECT_EQ(folder_.CountFiles(), 0U);
-}
-
-TEST_F(ProgramTest, HostThatLeavesDuringAnUploadDoesNotEndTheProgram) {
-  Start({"--state", "bootloader", "--silence-time", "50"});
+TEST_F(SimulatorTest, HostThatLeavesDuringAnUploadDoesNotEndTheProgram) {
   {
-    HostPort host = OpenDevice();
-    EXPECT_EQ(AnswerTo(host, FromText("1"), 1), "43");
-    EXPECT_EQ(AnswerTo(host, Packet(0, PacketZeroData("1000")), 2), "06 43");
+    HostPort host = StartAndOpen({"--state", "bootloader", "--silence-time", "50"});
+    ExpectAnswer(host, "1", "C");
+    EXPECT_EQ(HexAnswerTo(host, Packet(0, PacketZeroData("1000")), 2), "06 43");
     host.Send(FromHex("02 01"));
   }
-  HostPort host = OpenDevice();
-  Bytes answer;
-  for (int ping = 0; ping < 100 && (answer.empty() || answer.back() != 'A'); ++ping) {
+  HostPort host = HostPort::Open(device_);
+  std::string answer;  // to pings, each of which would prolong the upload with a longer silence
+  for (int ping = 0; ping < 100 && !answer.ends_with("A"); ++ping) {
     host.Send(FromText("0"));
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    answer = host.ReceiveWhatIsThere();
+    std::this_thread::sleep_for(milliseconds(100));
+    answer = ToText(host.ReceiveWhatIsThere());
   }
-  ASSERT_FALSE(answer.empty());
-  EXPECT_EQ(answer.back(), 'A');
-  EXPECT_EQ(Stop(SIGTERM), 0);
+  EXPECT_THAT(answer, EndsWith("A"));
+  Stop();
 }
 
-TEST_F(ProgramTest, StopEndsEvenASlowLineAndALateAnswer) {
-  Start({"--state", "bootloader", "--line-rate", "1"});
-  HostPort host = OpenDevice();
-  host.Send(FromText("0"));
-  EXPECT_EQ(Stop(SIGTERM), 0);
-  Start({"--state", "bootloader", "--fault", "late=3600000@start"});
-  HostPort second = OpenDevice();
-  second.Send(FromText("1"));
-  EXPECT_EQ(Stop(SIGTERM), 0);
-}
-
-TEST(ProgramFailureTest, TraceThatCannotBeMadeIsStatus1) {
-  const TemporaryFolder folder;
-  const ProgramOutcome outcome = RunProgram({"--trace", folder.PathOf("missing/trace.txt")});
-  EXPECT_EQ(outcome.exit_status, 1);
-  EXPECT_EQ(outcome.output, "");
-  EXPECT_EQ(outcome.error, "kvo-board-simulator: cannot write the trace " +
-                               folder.PathOf("missing/trace.txt") +
-                               ": No such file or directory\n");
-}
-
-TEST(ProgramFailureTest, SocketWhereNoneCanBeIsStatus1) {
-  const TemporaryFolder folder;
-  const ProgramOutcome outcome = RunProgram({"--socket", folder.PathOf("missing/board")});
-  EXPECT_EQ(outcome.exit_status, 1);
-  EXPECT_EQ(outcome.output, "");
-  EXPECT_EQ(outcome.error, "kvo-board-simulator: cannot listen at " +
-                               folder.PathOf("missing/board") + ": No such file or directory\n");
-}
-
-TEST(ProgramFailureTest, LinkOverARegularFileIsStatus1) {
-  const TemporaryFolder folder;
-  WriteFile(folder.PathOf("board"), FromText("precious"));
-  const ProgramOutcome outcome = RunProgram({"--link", folder.PathOf("board")});
-  EXPECT_EQ(outcome.exit_status, 1);
-  EXPECT_EQ(outcome.output, "");
-  EXPECT_EQ(ReadTextFile(folder.PathOf("board")), "precious");
+TEST_F(SimulatorTest, StopEndsEvenASlowLineAndALateAnswer) {
+  HostPort slow = StartAndOpen({"--state", "bootloader", "--line-rate", "1"});
+  slow.Send(FromText("0"));
+  Stop();
+  HostPort late = StartAndOpen({"--state", "bootloader", "--fault", "late=3600000@start"});
+  late.Send(FromText("1"));
+  Stop();
 }
 
 }  // namespace

@@ -1,43 +1,20 @@
 #include "simulator/RestoreSequence.h"
 
-#include <gtest/gtest.h>
-
-#include <memory>
-#include <sstream>
-
 #include "unit/simulator/ScriptedLine.h"
 
 namespace kvo::boardsimulator {
 namespace {
 
-using std::chrono::milliseconds;
-
-TimePoint AtMs(std::int64_t time) { return TimePoint(milliseconds(time)); }
-
 // The 'Q' has come at 0 ms.
-class RestoreSequenceTest : public testing::Test {
+class RestoreSequenceTest : public OnScriptedLine {
  protected:
-  RestoreSequenceTest() : RestoreSequenceTest(std::make_unique<std::ostringstream>()) {}
-
   // Each byte of `text` comes `gap_ms` after the one before it.
   void Arrive(std::string_view text, std::int64_t gap_ms) {
     for (const char byte : text) {
       line_.Pause(gap_ms).Arrive({static_cast<std::uint8_t>(byte)});
     }
   }
-  std::string TraceText() const { return record_->str(); }
 
-  ScriptedLine line_;
-  ByteStream stream_{line_};
-
- private:
-  explicit RestoreSequenceTest(std::unique_ptr<std::ostringstream> record)
-      : record_(record.get()), trace_(std::move(record), AtMs(0)) {}
-
-  std::ostringstream* record_;
-
- protected:
-  Trace trace_;
   RestoreSequence restore_{stream_, trace_};
 };
 
@@ -45,7 +22,7 @@ TEST_F(RestoreSequenceTest, WholeSequenceIsComplete) {
   Arrive("6tCRL", 100);
   EXPECT_EQ(restore_.Follow(AtMs(200)), RestoreStage::kComplete);
   EXPECT_EQ(line_.NowInMs(), 500);
-  EXPECT_EQ(TraceText(),
+  EXPECT_EQ(trace_.Text(),
             "   0.500000 # default parameters restored, gaps in ms: 100 100 100 100 100\n");
 }
 
@@ -54,7 +31,7 @@ TEST_F(RestoreSequenceTest, GapsMayBeFrom50To500Ms) {
   Arrive("CR", 500);
   Arrive("L", 51);
   EXPECT_EQ(restore_.Follow(kNever), RestoreStage::kComplete);
-  EXPECT_EQ(TraceText(),
+  EXPECT_EQ(trace_.Text(),
             "   1.151000 # default parameters restored, gaps in ms: 50 50 500 500 51\n");
 }
 
@@ -71,7 +48,7 @@ TEST_F(RestoreSequenceTest, OtherSecondByteDecidesAtOnce) {
   EXPECT_EQ(restore_.Follow(AtMs(200)), RestoreStage::kAbsent);
   EXPECT_EQ(line_.NowInMs(), 20);
   EXPECT_EQ(restore_.OtherByte(), '0');
-  EXPECT_EQ(TraceText(), "");
+  EXPECT_EQ(trace_.Text(), "");
 }
 
 TEST_F(RestoreSequenceTest, NoSecondByteDecidesAfter500Ms) {
@@ -94,7 +71,7 @@ TEST_F(RestoreSequenceTest, WhatIsDecidedStays) {
 TEST_F(RestoreSequenceTest, EarlySecondByteBreaksIt) {
   Arrive("6tCRL", 49);
   EXPECT_EQ(restore_.Follow(AtMs(200)), RestoreStage::kBroken);
-  EXPECT_EQ(TraceText(),
+  EXPECT_EQ(trace_.Text(),
             "   0.049000 # default parameters not restored: '6' after 49 ms, too early\n");
   EXPECT_EQ(stream_.ReadByte(kNever), 't');
 }
@@ -103,14 +80,14 @@ TEST_F(RestoreSequenceTest, LaterBytesMustNotBeEarlyEither) {
   Arrive("6tC", 100);
   Arrive("R", 0);
   EXPECT_EQ(restore_.Follow(kNever), RestoreStage::kBroken);
-  EXPECT_EQ(TraceText(),
+  EXPECT_EQ(trace_.Text(),
             "   0.300000 # default parameters not restored: 'R' after 0 ms, too early\n");
 }
 
 TEST_F(RestoreSequenceTest, WrongByteBreaksIt) {
   Arrive("6tX", 100);
   EXPECT_EQ(restore_.Follow(kNever), RestoreStage::kBroken);
-  EXPECT_EQ(TraceText(), "   0.300000 # default parameters not restored: 'X' in place of 'C'\n");
+  EXPECT_EQ(trace_.Text(), "   0.300000 # default parameters not restored: 'X' in place of 'C'\n");
   EXPECT_EQ(restore_.OtherByte(), std::nullopt);
 }
 
@@ -118,7 +95,7 @@ TEST_F(RestoreSequenceTest, MissingByteBreaksItAfter500Ms) {
   Arrive("6tCR", 100);
   Arrive("L", 501);
   EXPECT_EQ(restore_.Follow(kNever), RestoreStage::kBroken);
-  EXPECT_EQ(TraceText(), "   0.900000 # default parameters not restored: no 'L' within 500 ms\n");
+  EXPECT_EQ(trace_.Text(), "   0.900000 # default parameters not restored: no 'L' within 500 ms\n");
   EXPECT_EQ(stream_.ReadByte(kNever), 'L');
 }
 

@@ -1,5 +1,6 @@
 #include "unit/simulator/ScriptedLine.h"
 
+#include <iterator>
 #include <utility>
 
 namespace kvo::boardsimulator {
@@ -24,15 +25,23 @@ std::uint64_t ScriptedLine::Departures() const {
   return static_cast<std::uint64_t>(std::ranges::count_if(departures_, is_past));
 }
 
-Bytes ScriptedLine::Sent() const {
-  Bytes sent;
-  for (const Answer& answer : answers_) sent = std::move(sent) + answer.bytes;
+std::string ScriptedLine::SentText() const {
+  std::string sent;
+  for (const Piece& piece : pieces_) {
+    sent += piece.text;
+  }
   return sent;
 }
 
-std::vector<std::int64_t> ScriptedLine::AnswerTimes() const {
+std::vector<std::string> ScriptedLine::Pieces() const {
+  std::vector<std::string> texts;
+  std::ranges::transform(pieces_, std::back_inserter(texts), &Piece::text);
+  return texts;
+}
+
+std::vector<std::int64_t> ScriptedLine::Times() const {
   std::vector<std::int64_t> times;
-  for (const Answer& answer : answers_) times.push_back(answer.at_ms);
+  std::ranges::transform(pieces_, std::back_inserter(times), &Piece::at_ms);
   return times;
 }
 
@@ -41,7 +50,9 @@ std::int64_t ScriptedLine::NowInMs() const {
 }
 
 std::size_t ScriptedLine::Read(std::span<std::uint8_t> into, TimePoint until) {
-  if (arrivals_.empty() && until == kNever) throw ServingEnded(EndReason::kPeerClosed);
+  if (arrivals_.empty() && until == kNever) {
+    throw ServingEnded(EndReason::kPeerClosed);
+  }
   if (arrivals_.empty() || arrivals_.front().when > std::max(until, now_)) {
     WaitUntil(until);
     return 0;
@@ -52,12 +63,16 @@ std::size_t ScriptedLine::Read(std::span<std::uint8_t> into, TimePoint until) {
   const auto end = arrival.bytes.begin() + static_cast<std::ptrdiff_t>(count);
   std::copy(arrival.bytes.begin(), end, into.begin());
   arrival.bytes.erase(arrival.bytes.begin(), end);
-  if (arrival.bytes.empty()) arrivals_.pop_front();
+  if (arrival.bytes.empty()) {
+    arrivals_.pop_front();
+  }
   return count;
 }
 
 void ScriptedLine::Write(std::span<const std::uint8_t> bytes) {
-  if (!bytes.empty()) answers_.push_back({NowInMs(), Bytes(bytes.begin(), bytes.end())});
+  if (!bytes.empty()) {
+    pieces_.push_back({NowInMs(), ToText(bytes)});
+  }
 }
 
 }  // namespace kvo::boardsimulator

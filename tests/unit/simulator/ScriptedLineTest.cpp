@@ -7,8 +7,6 @@
 namespace kvo::boardsimulator {
 namespace {
 
-TimePoint AtMs(std::int64_t time) { return TimePoint(std::chrono::milliseconds(time)); }
-
 TEST(ScriptedLineTest, BytesArriveAtTheirTime) {
   ScriptedLine line;
   line.Pause(50).Arrive(FromHex("01 02 03"));
@@ -29,7 +27,7 @@ TEST(ScriptedLineTest, OnlyWhatFitsIsRead) {
   EXPECT_EQ(into[0], 3);
 }
 
-TEST(ScriptedLineTest, WaitingForEverAfterTheScriptEndsTheServing) {
+TEST(ScriptedLineTest, WaitingIndefinitelyAfterTheScriptEndsTheServing) {
   ScriptedLine line;
   std::array<std::uint8_t, 2> into{};
   EXPECT_EQ(line.Read(into, AtMs(5)), 0U);
@@ -50,8 +48,9 @@ TEST(ScriptedLineTest, KeepsWhatIsWrittenWithItsTime) {
   line.Write(FromHex("41"));
   line.WaitUntil(AtMs(7));
   line.Write(FromHex("42 43"));
-  EXPECT_EQ(ToHex(line.Sent()), "41 42 43");
-  EXPECT_EQ(line.AnswerTimes(), (std::vector<std::int64_t>{0, 7}));
+  EXPECT_EQ(line.SentHex(), "41 42 43");
+  EXPECT_EQ(line.Pieces(), (std::vector<std::string>{"A", "BC"}));
+  EXPECT_EQ(line.Times(), (std::vector<std::int64_t>{0, 7}));
 }
 
 }  // namespace

@@ -1,19 +1,22 @@
 // The receiver against the sender of another hand: sb of lrzsz, with YModem's usual packet 0.
+#include <fcntl.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
+#include <array>
 #include <charconv>
-#include <ostream>
 
 #include "simulator/AnswerSender.h"
 #include "simulator/DescriptorLine.h"
 #include "simulator/StopSignals.h"
 #include "simulator/YmodemReceiver.h"
-#include "unit/simulator/ChildProcess.h"
-#include "unit/simulator/TemporaryFolder.h"
+#include "support/HostPort.h"
+#include "support/Processes.h"
 
 namespace kvo::boardsimulator {
 namespace {
+
+using bootloadertms::testing::RunningProgram;
+using bootloadertms::testing::TemporaryFolder;
 
 // A file's name, 0x00, and its length in decimal digits up to a blank.
 class UsualPacketZero : public PacketZeroPolicy {
@@ -23,80 +26,70 @@ class UsualPacketZero : public PacketZeroPolicy {
     const std::string digits = text.substr(text.find('\0') + 1);
     std::uint64_t length = 0;
     std::from_chars(digits.data(), digits.data() + digits.size(), length);
-    if (text.substr(0, text.find('\0')) != "image.bin") return {std::nullopt, "unknown file"};
+    if (text.substr(0, text.find('\0')) != "image.bin") {
+      return {std::nullopt, "unknown file"};
+    }
     return {length, ""};
   }
   // No name. The sender at hand leaves other bytes in that packet.
   bool IsClosing(std::span<const std::uint8_t> data) const override { return data.front() == 0; }
 };
 
-struct Case {
-  std::string options;
-  std::size_t size;
-};
-
-void PrintTo(const Case& tested, std::ostream* output) {
-  *output << "sb " << tested.options << ", " << tested.size << " bytes";
+Reception ReceiveFrom(UniqueDescriptor socket, FaultPlan faults) {
+  DescriptorLine line(std::move(socket), -1);
+  ByteStream stream(line);
+  Trace trace;
+  AnswerSender answers(stream, faults, trace);
+  ReceiverTimes patient;
+  patient.ask_limit = std::chrono::seconds(60);
+  patient.silence = std::chrono::seconds(60);
+  return YmodemReceiver(stream, UsualPacketZero(), answers, trace, patient).Receive();
 }
 
-class SendingToolTest : public testing::TestWithParam<Case> {
- protected:
-  SendingToolTest() { IgnoreBrokenPipes(); }
-
-  Reception ReceiveFrom(UniqueDescriptor socket, FaultPlan faults) {
-    DescriptorLine line(std::move(socket), -1);
-    ByteStream stream(line);
-    Trace trace;
-    AnswerSender answers(stream, faults, trace);
-    ReceiverTimes patient;
-    patient.ask_limit = std::chrono::seconds(60);
-    patient.silence = std::chrono::seconds(60);
-    return YmodemReceiver(stream, UsualPacketZero(), answers, trace, patient).Receive();
-  }
-
-  // Sends a file of `size` bytes through a receiver with these faults.
-  Reception Transfer(const std::string& options, std::size_t size, FaultPlan faults) {
-    WriteFile(folder_.PathOf("image.bin"), Pattern(size));
-    std::vector<std::string> arguments{KVO_SENDING_TOOL, "-q"};
-    if (!options.empty()) arguments.push_back(options);
-    arguments.push_back(folder_.PathOf("image.bin"));
-    SocketPair sockets;
-    ChildProcess sender(arguments, sockets.first.Get(), sockets.first.Get(), -1);
-    sockets.first.Close();
-    Reception reception = ReceiveFrom(std::move(sockets.second), std::move(faults));
-    sender_status_ = sender.WaitForEnd();
-    return reception;
-  }
-
-  TemporaryFolder folder_;
-  int sender_status_ = -1;
-};
-
-TEST_P(SendingToolTest, FileArrivesWhole) {
-  const Reception reception = Transfer(GetParam().options, GetParam().size, FaultPlan());
+// The tool, which `options` may tell to send blocks of 1024 bytes in place of 128, sends a file of
+// `size` bytes through a receiver with these faults.
+void ExpectFileToArrive(const std::string& options, std::size_t size, FaultPlan faults) {
+  SCOPED_TRACE("sb " + options + ", " + std::to_string(size) + " bytes");
+  const TemporaryFolder folder;
+  const std::string file = folder.WriteFile("image.bin", ToText(Pattern(size)));
+  SocketPair sockets;
+  const int inherited = sockets.first.Get();
+  ASSERT_EQ(::fcntl(inherited, F_SETFD, 0), 0);
+  const std::string end = std::to_string(inherited);
+  RunningProgram sender(
+      {"sh", "-c",
+       "exec " KVO_SENDING_TOOL " -q " + options + " '" + file + "' <&" + end + " >&" + end});
+  sockets.first.Close();
+  const Reception reception = ReceiveFrom(std::move(sockets.second), std::move(faults));
   EXPECT_EQ(reception.end, ReceptionEnd::kComplete);
   EXPECT_TRUE(reception.whole);
-  EXPECT_EQ(reception.image, Pattern(GetParam().size));
-  EXPECT_EQ(sender_status_, 0);
+  EXPECT_EQ(reception.image, Pattern(size));
+  EXPECT_EQ(sender.Wait(), 0) << sender.ErrorOutput();
 }
 
-TEST_P(SendingToolTest, FileArrivesWholeInSpiteOfFaults) {
-  FaultPlan faults({ParseFault("nak@block:1/2"), ParseFault("nak@eot/2")});
-  const Reception reception = Transfer(GetParam().options, GetParam().size, std::move(faults));
-  EXPECT_TRUE(reception.whole);
-  EXPECT_EQ(reception.image, Pattern(GetParam().size));
-  EXPECT_EQ(sender_status_, 0);
+constexpr std::array<std::size_t, 6> kSizes = {0, 1, 128, 1024, 1025, 100'000};
+
+class SendingToolTest : public testing::TestWithParam<std::string> {
+ protected:
+  SendingToolTest() { IgnoreBrokenPipes(); }
+};
+
+TEST_P(SendingToolTest, FilesArriveWhole) {
+  for (const std::size_t size : kSizes) {
+    ExpectFileToArrive(GetParam(), size, FaultPlan());
+  }
 }
 
-INSTANTIATE_TEST_SUITE_P(Sizes, SendingToolTest,
-                         testing::Values(Case{"", 0}, Case{"", 1}, Case{"", 128}, Case{"", 1024},
-                                         Case{"", 1025}, Case{"", 100'000}, Case{"-k", 0},
-                                         Case{"-k", 1}, Case{"-k", 128}, Case{"-k", 1024},
-                                         Case{"-k", 1025}, Case{"-k", 100'000}),
-                         [](const testing::TestParamInfo<Case>& tested) {
-                           const std::string blocks =
-                               tested.param.options.empty() ? "SmallBlocks" : "LargeBlocks";
-                           return blocks + std::to_string(tested.param.size) + "Bytes";
+TEST_P(SendingToolTest, FilesArriveWholeInSpiteOfFaults) {
+  for (const std::size_t size : kSizes) {
+    ExpectFileToArrive(GetParam(), size,
+                       FaultPlan({ParseFault("nak@block:1/2"), ParseFault("nak@eot/2")}));
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Sb, SendingToolTest, testing::Values("", "-k"),
+                         [](const testing::TestParamInfo<std::string>& options) {
+                           return options.param.empty() ? "SmallBlocks" : "LargeBlocks";
                          });
 
 }  // namespace

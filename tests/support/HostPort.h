@@ -4,9 +4,16 @@
 #include <utility>
 
 #include "simulator/UniqueDescriptor.h"
-#include "unit/simulator/Bytes.h"
+#include "support/SimulatorBytes.h"
 
 namespace kvo::boardsimulator {
+
+// A pair of connected sockets, closed in programs that a test starts.
+struct SocketPair {
+  SocketPair();
+  UniqueDescriptor first;
+  UniqueDescriptor second;
+};
 
 // The host's end of a board's line.
 class HostPort {
@@ -26,6 +33,8 @@ class HostPort {
   void Close() { descriptor_.Close(); }
 
  private:
+  Bytes ReceivePieces(std::size_t count, int timeout_ms);
+
   UniqueDescriptor descriptor_;
 };
 

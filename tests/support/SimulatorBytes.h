@@ -6,13 +6,15 @@
 #include <string_view>
 #include <vector>
 
+// Bytes as tests of the simulated board write and compare them.
 namespace kvo::boardsimulator {
 
 using Bytes = std::vector<std::uint8_t>;
 
 // The bytes of a text, the bytes of hexadecimal digits ("06 43"), and back.
 Bytes FromText(std::string_view text);
-Bytes FromHex(std::string_view digits);
+std::string ToText(std::span<const std::uint8_t> bytes);
+Bytes FromHex(const std::string& digits);
 std::string ToHex(std::span<const std::uint8_t> bytes);
 
 // `bytes` filled up with `filler` to `size`.
@@ -23,7 +25,7 @@ Bytes Pattern(std::size_t size);
 
 Bytes operator+(Bytes left, const Bytes& right);
 
-// A YModem packet with a right checksum, worked out bit by bit; SOH for 128 data bytes, else STX.
+// A YModem packet with a right checksum, computed bit by bit; SOH for 128 data bytes, else STX.
 Bytes Packet(std::uint8_t number, const Bytes& data);
 
 // The data field of a packet 0 for the board of the key tv.

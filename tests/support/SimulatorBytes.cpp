@@ -1,4 +1,4 @@
-#include "unit/simulator/Bytes.h"
+#include "support/SimulatorBytes.h"
 
 namespace kvo::boardsimulator {
 namespace {
@@ -9,25 +9,22 @@ std::uint32_t BitwiseCrc(const Bytes& data) {
     for (int bit = 7; bit >= 0; --bit) {
       const bool carry = ((crc >> 15U) & 1U) != ((static_cast<unsigned int>(byte) >> bit) & 1U);
       crc = (crc << 1U) & 0xFFFFU;
-      if (carry) crc ^= 0x1021U;
+      crc ^= carry ? 0x1021U : 0U;
     }
   }
   return crc;
-}
-
-unsigned int DigitValue(char digit) {
-  return static_cast<unsigned int>(digit <= '9' ? digit - '0' : digit - 'a' + 10);
 }
 
 }  // namespace
 
 Bytes FromText(std::string_view text) { return {text.begin(), text.end()}; }
 
-Bytes FromHex(std::string_view digits) {
+std::string ToText(std::span<const std::uint8_t> bytes) { return {bytes.begin(), bytes.end()}; }
+
+Bytes FromHex(const std::string& digits) {
   Bytes bytes;
-  for (std::size_t at = 0; at + 1 < digits.size(); at += 3) {
-    const unsigned int value = DigitValue(digits[at]) * 16U + DigitValue(digits[at + 1]);
-    bytes.push_back(static_cast<std::uint8_t>(value));
+  for (std::size_t at = 0; at < digits.size(); at += 3) {
+    bytes.push_back(static_cast<std::uint8_t>(std::stoul(digits.substr(at, 2), nullptr, 16)));
   }
   return bytes;
 }
@@ -36,7 +33,7 @@ std::string ToHex(std::span<const std::uint8_t> bytes) {
   constexpr std::string_view kDigits = "0123456789abcdef";
   std::string text;
   for (const std::uint8_t byte : bytes) {
-    if (!text.empty()) text += ' ';
+    text += text.empty() ? "" : " ";
     text += kDigits[byte / 16U];
     text += kDigits[byte % 16U];
   }
