@@ -39,5 +39,3 @@ install(DIRECTORY examples/ DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libkvo-boot
         COMPONENT library FILES_MATCHING PATTERN *.cpp PATTERN CMakeLists.txt)
 
 add_subdirectory(docs/man)
-install(FILES packaging/bash-completion/kvo-bootloader-tms
-        DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT program)

@@ -12,7 +12,7 @@ struct Row {
   std::string_view version;
 };
 
-constexpr std::array<Row, 7> kRows{{
+constexpr auto kRows = std::to_array<Row>({
     {"dk", "QDL-R2", "CORE-TAVI-WHEEL-ENGINE", "VER 1.0"},
     {"dr", "QDL-R2", "CORE-TAVI-ROLL-ENGINE", "VER 1.0"},
     {"pu", "PROBEX-KLM3", "PROBEX-APPLICATION-UPPER", "VER 1.0"},
@@ -20,7 +20,7 @@ constexpr std::array<Row, 7> kRows{{
     {"wk", "PWRPK-KLM2", "PWR-APPLICATION", "VER 1.0"},
     {"tv", "TRK4_R1", "TRK4-R1-APPLICATION", "VER 1.0"},
     {"tw", "TRK4_R1", "TRK4-R1-APPLICATION", "VER 1.0"},
-}};
+});
 
 }  // namespace
 

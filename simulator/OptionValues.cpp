@@ -3,8 +3,6 @@
 #include <stdexcept>
 #include <vector>
 
-#include "simulator/TextParsing.h"
-
 namespace kvo::boardsimulator {
 namespace {
 
@@ -38,14 +36,9 @@ void AddRepeatable(CLI::App& app, const OptionText& option, const TakeText& take
 
 void AddNumber(CLI::App& app, const OptionText& option, std::uint32_t smallest,
                std::uint32_t largest, const TakeNumber& take) {
-  AddOption(app, option, [smallest, largest, take](const std::string& text) {
-    const auto number = ReadNumber(text, smallest, largest);
-    if (!number) {
-      throw std::invalid_argument("'" + text + "' is not a number from " +
-                                  std::to_string(smallest) + " to " + std::to_string(largest));
-    }
-    take(*number);
-  });
+  app.add_option_function<std::uint32_t>(option.name, take, option.help)
+      ->type_name(option.value)
+      ->check(CLI::Range(smallest, largest).description(""));
 }
 
 }  // namespace kvo::boardsimulator

@@ -24,7 +24,7 @@ CLI::Option* AddOption(CLI::App& app, const OptionText& option, const TakeText& 
 // The same for an option that may be given again.
 void AddRepeatable(CLI::App& app, const OptionText& option, const TakeText& take);
 
-// A number in plain decimal digits.
+// A number within bounds.
 void AddNumber(CLI::App& app, const OptionText& option, std::uint32_t smallest,
                std::uint32_t largest, const TakeNumber& take);
 

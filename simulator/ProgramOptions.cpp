@@ -91,11 +91,12 @@ void AddLineOptions(CLI::App& app, SimulatorOptions& options) {
                  "machine's serial port; a socket that is there already is replaced")
       ->type_name("PATH")
       ->excludes("--link");
-  AddNumber(app,
-            {"--line-rate", "BAUD",
-             "Pace both directions as a line of this rate, ten bits per byte (default: as fast as it "
-             "goes)"},
-            1, kLargestCount, [&options](std::uint32_t rate) { options.line_rate = rate; });
+  AddNumber(
+      app,
+      {"--line-rate", "BAUD",
+       "Pace both directions as a line of this rate, ten bits per byte (default: as fast as it "
+       "goes)"},
+      1, kLargestCount, [&options](std::uint32_t rate) { options.line_rate = rate; });
   app.add_option("--flash", options.flash, "Write each good image to this file, before the verdict")
       ->type_name("FILE");
   app.add_option("--trace", options.trace, "Record all bytes and events in this file")
@@ -105,9 +106,10 @@ void AddLineOptions(CLI::App& app, SimulatorOptions& options) {
 void AddConfigOption(CLI::App& app) {
   app.config_formatter(std::make_shared<ConfigFile>());
   app.allow_config_extras(CLI::config_extras_mode::error);
-  app.set_config("--config", "",
-                 "Read further options from this file, one name=value per line; those of the command "
-                 "line come first")
+  app.set_config(
+         "--config", "",
+         "Read further options from this file, one name=value per line; those of the command "
+         "line come first")
       ->type_name("FILE");
 }
 

@@ -55,7 +55,7 @@ Lines DeviceInformation(IBootLoader& client) {
 constexpr bool kTyped = true;
 constexpr bool kPlain = false;
 
-constexpr std::array<Command, 13> kCommands = {{
+constexpr auto kCommands = std::to_array<Command>({
     {0x30, "BL_CMD_PING", "BL_CMD_PING", kTyped, PingBootloader},
     {0x36, "BL_CMD_EXEC_APP", "BL_CMD_EXEC_APP", kPlain, Run<&IBootLoader::ActivateApplication>},
     {0x37, "BL_CMD_HW_INFO", "BL_CMD_HW_INFO", kPlain, BootloaderCommand<0x37>},
@@ -76,7 +76,7 @@ constexpr std::array<Command, 13> kCommands = {{
     // Deliberate: the spelling of the progress message is the one that scripts know.
     {0x110, "APP_CMD_RESTORE_DEFAULT_PARAMETERS", "RESTORE_DEFAULT_PARAMTERS", kPlain,
      Run<&IBootLoader::RestoreDefaultParameters>},
-}};
+});
 
 }  // namespace
 

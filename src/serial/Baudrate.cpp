@@ -13,14 +13,14 @@ struct Speed {
   speed_t constant;    // the terminal driver's
 };
 
-constexpr std::array<Speed, 6> kSpeeds = {{
+constexpr auto kSpeeds = std::to_array<Speed>({
     {1000000, B1000000},
     {115200, B115200},
     {19200, B19200},
     {38400, B38400},
     {57600, B57600},
     {9600, B9600},
-}};
+});
 
 // Null for a rate that is not supported.
 const Speed* Find(std::uint32_t rate) {

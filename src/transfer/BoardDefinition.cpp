@@ -17,18 +17,18 @@ struct Board {
   const char* version;
 };
 
-// The order is that in which keys are tried.
-constexpr std::array<Board, 9> kBoards = {{
-    {BoardKind::kQdlR2Wheel, "dk", "QDL-R2", "CORE-TAVI-WHEEL-ENGINE", "VER 1.0"},
-    {BoardKind::kQdlR2Roll, "dr", "QDL-R2", "CORE-TAVI-ROLL-ENGINE", "VER 1.0"},
-    {BoardKind::kProbexKlm2Upper, nullptr, "PROBEX-KLM2", "PROBEX-APPLICATION-UPPER", "VER 1.0"},
-    {BoardKind::kProbexKlm2Base, nullptr, "PROBEX-KLM2", "PROBEX-APPLICATION-BASE", "VER 1.0"},
-    {BoardKind::kProbexKlm3Upper, "pu", "PROBEX-KLM3", "PROBEX-APPLICATION-UPPER", "VER 1.0"},
-    {BoardKind::kProbexKlm3Base, "pa", "PROBEX-KLM3", "PROBEX-APPLICATION-BASE", "VER 1.0"},
-    {BoardKind::kPwrpkKlm2, "wk", "PWRPK-KLM2", "PWR-APPLICATION", "VER 1.0"},
-    {BoardKind::kTrk4R1Tv, "tv", "TRK4_R1", "TRK4-R1-APPLICATION", "VER 1.0"},
-    {BoardKind::kTrk4R1Tw, "tw", "TRK4_R1", "TRK4-R1-APPLICATION", "VER 1.0"},
-}};
+// The order is that in which keys are tried. Deliberate: no file name selects the kinds 3 and 4.
+constexpr auto kBoards = std::to_array<Board>({
+    {BoardKind{1}, "dk", "QDL-R2", "CORE-TAVI-WHEEL-ENGINE", "VER 1.0"},
+    {BoardKind{2}, "dr", "QDL-R2", "CORE-TAVI-ROLL-ENGINE", "VER 1.0"},
+    {BoardKind{3}, nullptr, "PROBEX-KLM2", "PROBEX-APPLICATION-UPPER", "VER 1.0"},
+    {BoardKind{4}, nullptr, "PROBEX-KLM2", "PROBEX-APPLICATION-BASE", "VER 1.0"},
+    {BoardKind{5}, "pu", "PROBEX-KLM3", "PROBEX-APPLICATION-UPPER", "VER 1.0"},
+    {BoardKind{6}, "pa", "PROBEX-KLM3", "PROBEX-APPLICATION-BASE", "VER 1.0"},
+    {BoardKind{7}, "wk", "PWRPK-KLM2", "PWR-APPLICATION", "VER 1.0"},
+    {BoardKind{8}, "tv", "TRK4_R1", "TRK4-R1-APPLICATION", "VER 1.0"},
+    {BoardKind{9}, "tw", "TRK4_R1", "TRK4-R1-APPLICATION", "VER 1.0"},
+});
 
 constexpr Board kUnknownBoard = {BoardKind::kNone, nullptr, "BOARD UNKNOWN", "BOARD UNKNOWN",
                                  "BOARD UNKNOWN"};

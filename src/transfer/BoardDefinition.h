@@ -5,20 +5,9 @@
 
 namespace kvo::bootloadertms {
 
-// The boards that images are made for, each with its application. Any other value is as good as
-// `kNone`.
-enum class BoardKind : std::int32_t {
-  kNone = 0,
-  kQdlR2Wheel = 1,
-  kQdlR2Roll = 2,
-  kProbexKlm2Upper = 3,  // Deliberate: no file name selects it.
-  kProbexKlm2Base = 4,   // Deliberate: no file name selects it.
-  kProbexKlm3Upper = 5,
-  kProbexKlm3Base = 6,
-  kPwrpkKlm2 = 7,
-  kTrk4R1Tv = 8,
-  kTrk4R1Tw = 9,
-};
+// A board that images are made for, with its application: a row of the table in
+// BoardDefinition.cpp. Any other value is as good as `kNone`.
+enum class BoardKind : std::int32_t { kNone = 0 };
 
 // What packet 0 tells the bootloader about an image, so that it can refuse one that is not its own.
 class BoardDefinition {

@@ -25,7 +25,7 @@ TEST(PacketZeroTest, NamesStandInFieldsOf32Bytes) {
 }
 
 TEST(PacketZeroTest, TheLengthHasNeitherSignNorLeadingZeros) {
-  const BoardDefinition board(BoardKind::kQdlR2Wheel);
+  const BoardDefinition board(BoardKind{1});
   EXPECT_EQ(TextOf(BuildPacketZero(0, board)).substr(0, 17), "0" + Zeros(16));
   EXPECT_EQ(TextOf(BuildPacketZero(1024, board)).substr(0, 17), "1024" + Zeros(13));
   EXPECT_EQ(TextOf(BuildPacketZero(4294967295U, board)).substr(0, 17), "4294967295" + Zeros(7));
