@@ -13,7 +13,7 @@ inline std::string CleanAnswer(const std::string& answer) {
   return cleaned;
 }
 
-// Whether `text` holds a word, or any of several, anywhere, after a NUL byte too.
+// Whether `text` holds a word, or any of several, anywhere, even after a NUL byte.
 inline bool Contains(const std::string& text, const char* word) {
   return text.find(word) != std::string::npos;
 }

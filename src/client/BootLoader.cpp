@@ -27,7 +27,7 @@ constexpr std::chrono::milliseconds kSwitchPause = 1000ms;
 constexpr std::chrono::milliseconds kCancelPause = 100ms;
 constexpr std::chrono::milliseconds kRestorePause = 100ms;
 
-// Deliberate: a busy port is a warning and stops nothing.
+// Deliberate: a busy port only gives a warning.
 void WarnIfPortInUse(const std::string& device) {
   if (BootLoader::IsPortInUse(device)) {
     std::cerr << "Error: " << device << " port is already opened or a minicom instance is running."
@@ -150,8 +150,7 @@ std::uint8_t BootLoader::RunApplicationPing() {
     }
   }
   LogMess::GetInstance().Log("");
-  // Deliberate: an answer to the last attempt leaves nothing and so counts as none; and the result
-  // is cut to 8 bits.
+  // Deliberate: 8 bits, and an answer to the last attempt leaves nothing and so counts as none.
   return static_cast<std::uint8_t>(budget.count());
 }
 

@@ -10,7 +10,7 @@
 
 namespace kvo::bootloadertms {
 
-class ISerialPort;
+class ISerialPort;  // ISerialPort.h, for those who hand over a port of their own
 struct Question;
 
 // The board at one serial port, which the object owns and holds open for its whole life. Every
@@ -21,9 +21,8 @@ struct Question;
 // `IBootLoader` tells each operation's result and failures; a mutex that can't be locked is the
 // `std::system_error` of `std::mutex`.
 //
-// The bodies: pings and switches in BootLoader.cpp, requests that are answered by text in
-// BootLoaderCommands.cpp, and the uploads in transfer/BootLoaderUpload.cpp, as nothing in client/
-// includes transfer/.
+// The bodies of the uploads are in transfer/BootLoaderUpload.cpp, as nothing in client/ includes
+// it.
 class BootLoader : public IBootLoader {
  public:
   // Warns on standard error when the port seems to be in use, and goes on all the same. Then opens
@@ -54,8 +53,13 @@ class BootLoader : public IBootLoader {
   void RestoreDefaultParameters() override;
   std::string SendCharacter(std::uint8_t character) override;
 
-  // As the functions of the same names in serial/PortInUse.h.
+  // Runs a command line through the shell, waits for it, and returns what it wrote to standard
+  // output; its exit status is ignored. Throws `std::runtime_error` "popen() failed!" when the
+  // shell can't be started.
   static std::string RunCommand(const std::string& command);
+
+  // Whether some process has `device` open (asked of `lsof`), or a `minicom` runs on any device
+  // (asked of `ps`). A missing tool counts as "not busy". Fails as `RunCommand` does.
   static bool IsPortInUse(const std::string& device);
 
  private:

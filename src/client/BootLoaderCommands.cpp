@@ -144,7 +144,7 @@ bool BootLoader::FollowCalibration(system_clock::time_point start) {
     std::this_thread::sleep_for(kCalibrationPause);
     port_->Read(report);
     LogMess::GetInstance().LogInline(report);
-    // Deliberate: the end must stand within one read, as reports are not joined to lines.
+    // Deliberate: the end must stand within one read, as reports are not joined into lines.
     if (Contains(report, target::kCalibrationFinished)) {
       return true;
     }

@@ -33,7 +33,7 @@ class IBootLoader {
   virtual std::uint32_t PingApplication() = 0;
 
   // Runs the application's calibration, up to two minutes. Writes its first answer to standard
-  // output; its reports go through the log. 1: it finished, 0: it did not answer or not finish.
+  // output; its reports go through the log. 1: it finished, 0: it did not answer or did not finish.
   virtual int Calibrate() = 0;
 
   // Asks the application to hand over to the bootloader.
@@ -68,7 +68,7 @@ class IBootLoader {
   // Sets the verbose flag of the process-wide log.
   virtual void SetVerbose(bool verbose) = 0;
 
-  // Replaces what is told of the progress of uploads; empty: nothing is.
+  // Replaces the callback that follows uploads; an empty one turns that off.
   virtual void SetTransferCallback(TransferProgress callback) = 0;
 
   // Asks the bootloader for its description. A question that it doesn't know ("U") leaves its field

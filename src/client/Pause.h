@@ -6,8 +6,8 @@
 
 namespace kvo::bootloadertms {
 
-// Gives the board `time`, at most one second. Deliberate: a signal ends the pause early, and
-// nothing resumes it.
+// Gives the board `time`, which must not exceed one second.
+// Deliberate: a signal ends the pause early, and nothing resumes it.
 inline void Pause(std::chrono::microseconds time) {
   ::usleep(static_cast<useconds_t>(time.count()));
 }

@@ -11,8 +11,8 @@ namespace kvo::bootloadertms {
 // `fraction` counts steps of the upload, not bytes. It is 0.0 before the first block, and
 // (n + 1) / (length / 1024 + 3) once the board has taken n blocks of an image of `length` bytes
 // (the division by 1024 rounds down): packet 0 and the end of the transfer count as steps, too, so
-// the share of the bytes that the board has is smaller at the beginning and larger at the end. 1.0
-// is told before the board's verdict: only an upload that returns has succeeded.
+// the share of the bytes that the board has may be smaller or larger. 1.0 comes before the board's
+// verdict: only an upload that returns has succeeded.
 using TransferProgress = std::function<void(bool failed, double fraction)>;
 
 }  // namespace kvo::bootloadertms

@@ -37,15 +37,15 @@ class ArgumentList {
   // The element after the first one that equals `option`; an empty text when there is none.
   const std::string& GetOption(const std::string& option) const;
 
-  // The argument at `index`, from 0. Throws `std::out_of_range` when there are not so many.
+  // The argument at `index`, from 0. Throws `std::out_of_range` when there are fewer.
   const std::string& At(std::size_t index) const;
 
  private:
   std::vector<std::string> arguments_;
 };
 
-// The baud rate: the digits that the argument begins with, in base 10, cut to 32 bits; 0 when there
-// are none. Whether the rate is supported is the port's business.
+// The baud rate: the number that the argument begins with, in base 10, after blanks and a sign, cut
+// to 32 bits; 0 when there is none. Whether the rate is supported is the port's business.
 std::uint32_t ParseBaudRate(const ArgumentList& arguments);
 
 // The code after "--command". Always hexadecimal, with or without "0x"; what follows the digits is

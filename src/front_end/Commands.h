@@ -24,7 +24,7 @@ struct Command {
 // In the order of the usage text.
 std::span<const Command> Commands();
 
-// Null for a code that is no command.
+// Null for a code that isn't a command.
 const Command* FindCommand(std::uint32_t code);
 
 }  // namespace kvo::bootloadertms

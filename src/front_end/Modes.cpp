@@ -15,7 +15,7 @@ constexpr std::uint32_t kReadApplicationInfo = 0x39;  // BL_CMD_APP_INFO
 
 LogMess front_end_log = LogMess::GetInstance();
 
-// As it is, also one that holds NUL bytes, whatever the verbose setting.
+// Verbatim, NUL bytes included, whatever the verbose setting.
 void PrintAnswer(const std::string& answer) { std::cout << answer << std::endl; }
 
 std::string ProgressText(const Command* command, const std::string& typed) {
@@ -80,8 +80,7 @@ void RunApplicationInfoMode(const ArgumentList& arguments, IBootLoader& client) 
   client.ActivateApplication();  // Deliberate: always, asked for or not.
 }
 
-// Deliberate: both messages go through the process-wide log, which the front end never makes
-// verbose, so they never show.
+// Deliberate: both messages go through the process-wide log and so never show.
 void RunUploadMode(const ArgumentList& arguments, IBootLoader& client) {
   if (arguments.HasOption(option::kActiveBootloader)) {
     LogMess::GetInstance().LogInline("Active bootloader ... ");

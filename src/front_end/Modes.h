@@ -6,8 +6,8 @@
 
 namespace kvo::bootloadertms {
 
-// The front end's own log, which "--verbose" switches on. Deliberate: what the client and the
-// uploads report goes through the process-wide log and so stays silent.
+// The front end's own log, which "--verbose" switches on.
+// Deliberate: the process-wide log, through which client and uploads report, stays silent.
 LogMess& FrontEndLog();
 
 // The four things that a run can do, each a fixed sequence of the client's operations with progress

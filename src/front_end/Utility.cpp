@@ -21,6 +21,7 @@ namespace kvo::bootloadertms {
 
 namespace {
 
+// In two pieces, as one line ends in a blank.
 constexpr const char* kModes =
     R"(Bad arguments number
 
@@ -42,8 +43,8 @@ Usage 4, send character to target : kvo-bootloader-tms <serial> <Baud rate> --se
 
 void Survive(int /*signal*/) {}
 
-// By a handler, as an ignored signal would stay ignored in the programs that this one starts. Where
-// it is ignored already, they are to find it so.
+// A handler rather than SIG_IGN, which the programs that this one starts would inherit. If the
+// signal was ignored already, it stays ignored for them.
 void SurviveLostReaders() {
   if (std::signal(SIGPIPE, Survive) == SIG_IGN) {
     std::signal(SIGPIPE, SIG_IGN);

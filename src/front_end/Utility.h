@@ -7,7 +7,8 @@ namespace kvo::bootloadertms {
 // The whole program: one action, then the end. Ends the process with status 0 when the action
 // succeeded; returns 1 otherwise, after telling why: the usage text on standard error for too few
 // arguments, the message of the `std::runtime_error` on standard output for all else. Other
-// exceptions leave. A lost standard output changes nothing of that: see `ProtectStandardStreams`.
+// exceptions propagate. A lost standard output changes nothing of that: see
+// `ProtectStandardStreams`.
 int RunUtility(int argc, const char* const* argv);
 
 // What a wrong count of arguments gets, each line ended by a newline.

@@ -7,8 +7,9 @@ namespace kvo::bootloadertms {
 // The progress log: writes text to standard output while its verbose flag is set, and drops it
 // otherwise. Texts that must always be seen don't go through it.
 //
-// Deliberate: there are two of them, the process-wide one, through which the client and the uploads
-// write, and the front end's own copy. The verbose flag of one says nothing about the other.
+// There are two of them: the process-wide one, through which the client and the uploads write, and
+// the front end's own copy.
+// Deliberate: the verbose flag of one says nothing about the other.
 //
 // An object holds nothing but its flag, so it is copied freely. There is no locking. A failing
 // standard output is not noticed.

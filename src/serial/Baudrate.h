@@ -1,14 +1,12 @@
 #pragma once
 
-#include <termios.h>
-
 #include <cstdint>
 
 namespace kvo::bootloadertms {
 
 // A line speed, and the one place that decides which speeds are accepted: 9600, 19200, 38400,
 // 57600, 115200 and 1000000 bits per second. Speeds that the terminal driver knows beyond these are
-// refused all the same. Nothing here prints.
+// refused all the same. Nothing here throws or prints.
 class Baudrate {
  public:
   // A rate that is not set: its value is 0.
@@ -21,11 +19,6 @@ class Baudrate {
 
   // The rate itself; 0 for a rate that is not supported.
   static std::uint32_t Lookup(std::uint32_t rate);
-
-  // The terminal driver's constant for a rate in bits per second. Throws `std::runtime_error`
-  // "baudRate passed to void kvo::bootloadertms::SerialPortLinux::ConfigureTermios() unrecognized."
-  // for a rate that is not supported.
-  static speed_t TerminalSpeed(std::uint32_t rate);
 
   // Stores a supported rate. Any other leaves the stored one in force, without a report.
   void SetValue(std::uint32_t rate);

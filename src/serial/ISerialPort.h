@@ -30,7 +30,7 @@ class ISerialPort {
   virtual std::uint32_t SetBaudRate(std::uint32_t rate) = 0;
   virtual std::uint32_t GetBaudRate() = 0;
 
-  // The longest that a read waits, from -1 (until a byte arrives) over 0 (not at all) to 25500 ms.
+  // The longest that a read waits, in ms: -1: until a byte arrives; 0: not at all; 25500 at most.
   // Lines count in tenths of a second and round down, so 1 to 99 ms wait no longer than 0 does.
   // Only on a closed port; a refused value leaves the old one in force.
   virtual void SetTimeout(std::int32_t timeout_ms) = 0;

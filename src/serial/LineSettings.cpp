@@ -1,5 +1,9 @@
 #include "serial/LineSettings.h"
 
+#include <stdexcept>
+
+#include "serial/Speeds.h"
+
 namespace kvo::bootloadertms {
 
 namespace {
@@ -23,6 +27,18 @@ void SetReadTiming(termios& settings, std::int32_t timeout_ms) {
 }
 
 }  // namespace
+
+speed_t TerminalSpeed(std::uint32_t rate) {
+  const Speed* speed = FindSpeed(rate);
+  if (speed == nullptr) {
+    // Deliberate: names the function that callers know.
+    throw std::runtime_error(
+        "baudRate passed to "
+        "void kvo::bootloadertms::SerialPortLinux::ConfigureTermios()"
+        " unrecognized.");
+  }
+  return speed->constant;
+}
 
 void MakeRawLine(termios& settings, speed_t speed, std::int32_t timeout_ms) {
   ::cfsetispeed(&settings, speed);

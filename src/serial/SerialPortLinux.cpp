@@ -148,13 +148,15 @@ void SerialPortLinux::Read(std::string& data) {
     throw std::runtime_error(
         "Read() was called but file descriptor was 0. File has not been opened");
   }
-  std::array<char, kMostPerRead + 1> received{};  // ends with a '\0'
+  std::array<char, kMostPerRead + 1> received;
   const ssize_t count = ::read(descriptor_, received.data(), kMostPerRead);
   if (count < 0) {
     ThrowSystemError();
   }
   if (count > 0) {
-    data.assign(received.data(), static_cast<std::size_t>(count) + 1);
+    const auto length = static_cast<std::size_t>(count);
+    received.at(length) = '\0';
+    data.assign(received.data(), length + 1);
   }
 }
 
@@ -180,7 +182,7 @@ void SerialPortLinux::SetTermios(const termios& settings) const {
 
 int SerialPortLinux::ConfigureTermios() {
   termios settings = GetTermios();
-  MakeRawLine(settings, Baudrate::TerminalSpeed(baud_rate_.GetValue()), timeout_ms_);
+  MakeRawLine(settings, TerminalSpeed(baud_rate_.GetValue()), timeout_ms_);
   SetTermios(settings);
   return 0;
 }

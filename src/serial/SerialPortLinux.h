@@ -27,7 +27,7 @@ class SerialPortLinux : public ISerialPort {
   // `Baudrate` refuses it.
   SerialPortLinux(std::string device, std::uint32_t baud_rate);
 
-  // Closes the port. A close that fails is told on standard error and nothing leaves.
+  // Closes the port. A close that fails is reported on standard error; no exception escapes.
   ~SerialPortLinux() override;
 
   // When open, fails as `ConfigureTermios` does; the path is stored all the same.

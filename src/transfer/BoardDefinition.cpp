@@ -17,7 +17,8 @@ struct Board {
   const char* version;
 };
 
-// The order is that in which keys are tried. Deliberate: no file name selects the kinds 3 and 4.
+// The order is that in which keys are tried.
+// Deliberate: no file name selects the kinds 3 and 4.
 constexpr auto kBoards = std::to_array<Board>({
     {BoardKind{1}, "dk", "QDL-R2", "CORE-TAVI-WHEEL-ENGINE", "VER 1.0"},
     {BoardKind{2}, "dr", "QDL-R2", "CORE-TAVI-ROLL-ENGINE", "VER 1.0"},

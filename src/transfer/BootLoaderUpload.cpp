@@ -18,6 +18,7 @@ namespace {
 
 constexpr std::chrono::milliseconds kReceiveCommandPause{20};
 
+// Deliberate: no blank before the path.
 void LogUpload(ISerialPort& port, const std::string& image_path, const ImageFile& image) {
   const LogMess& log = LogMess::GetInstance();
   log.LogInline("Calling bootloader with args : tty -> " + port.GetDevice() + " ; baud rate -> " +

@@ -24,8 +24,8 @@ constexpr std::uint8_t kErasedFlash = 0xFF;
   throw std::runtime_error("Unable to open file : " + path);
 }
 
-// A directory can be opened like a file, and what its end is depends on the file system. A pipe has
-// no end to open it at, but would first be waited for until somebody writes to it.
+// A directory can be opened like a file, and where it ends depends on the file system. A pipe can't
+// be opened at its end, and opening it would block until a writer appears.
 void RejectDirectoryOrPipe(const std::string& path) {
   std::error_code ignored;
   const std::filesystem::file_status status = std::filesystem::status(path, ignored);
@@ -54,6 +54,8 @@ void ReadWhole(std::ifstream& file, std::uint8_t* content, std::uint32_t length,
     ThrowUnreadable(path);
   }
 }
+
+static_assert(sizeof(std::size_t) > sizeof(std::uint32_t), "whole blocks of any length fit");
 
 std::size_t WholeBlocksSize(std::uint32_t length) {
   const std::size_t blocks = (std::size_t{length} + ymodem::kBlockSize - 1) / ymodem::kBlockSize;

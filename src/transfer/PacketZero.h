@@ -36,7 +36,7 @@ class PacketZero {
 // Names of board, application and version.
 PacketZeroData BuildPacketZero(std::uint32_t image_length, const BoardDefinition& board);
 
-// The three texts of `infos`, a "|" after each, with a blank between every 31 characters.
+// The three texts of `infos`, a "|" after each, split by a blank after every 31 characters.
 PacketZeroData BuildPacketZero(std::uint32_t image_length, const AppInfos& infos);
 
 }  // namespace kvo::bootloadertms

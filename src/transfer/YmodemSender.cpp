@@ -15,7 +15,7 @@ namespace {
 
 enum class PacketAnswer { kAccepted, kSendAgain, kRefused };
 
-// Deliberate: only the first block has quiet resends, and a NAK never ends a transfer.
+// Deliberate: only the first block has quiet resends, and no number of NAKs to a block ends it all.
 constexpr int kQuietResendsOfFirstBlock = 4;
 
 void SendPacket(ISerialPort& port, std::uint32_t number, const std::uint8_t* data) {
@@ -35,7 +35,10 @@ void SendPacket(ISerialPort& port, std::uint32_t number, const std::uint8_t* dat
   port.WriteByte(static_cast<std::uint8_t>(crc));
 }
 
-// False when the bootloader says that it can't receive. Deliberate: waits indefinitely.
+// The texts of the trace are what scripts know, French, blanks and all.
+
+// False when the bootloader says that it can't receive.
+// Deliberate: waits indefinitely.
 bool WaitForStart(ISerialPort& port) {
   std::uint8_t byte = port.ReadByte();
   while (byte != ymodem::kCrcRequest) {
@@ -72,7 +75,7 @@ PacketAnswer ReadPacketZeroAnswer(ISerialPort& port, bool& first_crc_request) {
       std::cout << " Ymodem_Transmit : PREMIER CRC apres envoie Packet 0\n";
       first_crc_request = false;
       return PacketAnswer::kSendAgain;
-    case ymodem::kNak:
+    case ymodem::kNak:  // Deliberate: gives up, unless packet 0 was asked for a second time.
       return first_crc_request ? PacketAnswer::kRefused : PacketAnswer::kSendAgain;
     default:
       return PacketAnswer::kRefused;
@@ -104,8 +107,7 @@ PacketAnswer ReadBlockAnswer(ISerialPort& port, std::uint32_t number) {
   }
 }
 
-// Deliberate: the empty packet 0 that closes the batch goes out until it is acknowledged, however
-// often that is.
+// Deliberate: the empty packet 0 that closes the batch goes out until it is acknowledged.
 void CloseBatch(ISerialPort& port) {
   if (port.ReadByte() != ymodem::kCrcRequest) {
     return;
@@ -206,6 +208,7 @@ bool YmodemSender::SendBlocks(ISerialPort& port, const std::uint8_t* image, std:
 }
 
 bool YmodemSender::SendEndOfFile(ISerialPort& port) {
+  // Deliberate: as often as it is refused.
   std::uint8_t answer = ymodem::kNak;
   while (answer == ymodem::kNak) {
     port.WriteByte(ymodem::kEot);

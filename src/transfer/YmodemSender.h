@@ -24,7 +24,7 @@ class YmodemSender {
   YmodemSender(const YmodemSender&) = delete;
   YmodemSender& operator=(const YmodemSender&) = delete;
 
-  // Replaces what is told of the progress; empty: nothing is.
+  // Replaces the callback that follows the transfer; an empty one turns that off.
   void SetProgressCallback(TransferProgress progress);
 
   // Sends the image of `length` bytes at `image`; the memory must reach to the end of its last

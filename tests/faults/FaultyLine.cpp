@@ -9,7 +9,7 @@ namespace kvo::bootloadertms::testing {
 
 namespace {
 
-constexpr int kPatience = 40;
+constexpr int kReadsPerState = 40;
 
 }  // namespace
 
@@ -46,7 +46,7 @@ std::uint8_t FaultyLine::ReadByte() {
   if (model_.HasEnded() || !HasSentAll()) {
     Deviate("reads after " + std::to_string(sent_) + " bytes");
   }
-  if (reads_in_state_ == kPatience) {
+  if (reads_in_state_ == kReadsPerState) {
     throw EndOfRun();
   }
   const std::uint8_t answer = NextAnswer();

@@ -58,14 +58,14 @@ const Stage kRepeatedQuestion{
     "RepeatedQuestion", {"--command", "0x100"}, {{"s", "can"}, {"s", "can"}}, 0, "", 0};
 const Stage kRestoring{"Restoring", {"--command", "0x110"}, {{"Q", ""}, {"6", ""}}, 0, "", 0};
 const Stage kWaitForTheReceiver{"WaitForTheReceiver", {"IMAGE", "--x"}, {{"1", ""}}, 0, "", 0};
-const Stage kPacketZero{"PacketZero", {"IMAGE", "--x"}, {{"1", "C"}}, 50, "", 0};
-const Stage kBlock{"Block",
-                   {"IMAGE", "--x"},
-                   {{"1", "C"}},
-                   kPacketZeroLength,
-                   "\x06"
-                   "C",
-                   kPartOfABlock};
+const Stage kInPacketZero{"PacketZero", {"IMAGE", "--x"}, {{"1", "C"}}, 50, "", 0};
+const Stage kInABlock{"Block",
+                      {"IMAGE", "--x"},
+                      {{"1", "C"}},
+                      kPacketZeroLength,
+                      "\x06"
+                      "C",
+                      kPartOfABlock};
 const Stage kStartOfTheApplication{
     "StartOfTheApplication", {"--command", "0x36"}, {{"6", ""}, {"0", ""}}, 0, "", 0};
 
@@ -81,7 +81,7 @@ TEST_P(Interrupted, EndsByTheSignalAndLeavesThePortToTheNextRun) {
   ExpectSuccess("");
 }
 
-std::string NameOf(const ::testing::TestParamInfo<std::tuple<int, Stage>>& row) {
+std::string NameOfSignal(const ::testing::TestParamInfo<std::tuple<int, Stage>>& row) {
   const auto& [signal, stage] = row.param;
   return stage.name + "Sig"s + ::sigabbrev_np(signal);
 }
@@ -91,8 +91,8 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Combine(::testing::Values(SIGINT, SIGTERM, SIGHUP, SIGKILL),
                        ::testing::Values(kActivation, kPing, kPause, kCalibration,
                                          kRepeatedQuestion, kRestoring, kWaitForTheReceiver,
-                                         kPacketZero, kBlock, kStartOfTheApplication)),
-    NameOf);
+                                         kInPacketZero, kInABlock, kStartOfTheApplication)),
+    NameOfSignal);
 
 class InterruptionTest : public RunUpToAStage {};
 
@@ -118,7 +118,7 @@ TEST_P(VanishedLine, FailsTheRunByTheNextByteSentOrByTheAnswerMissed) {
 
 INSTANTIATE_TEST_SUITE_P(InterruptionTest, VanishedLine,
                          ::testing::Values(kActivation, kPing, kRepeatedQuestion, kRestoring,
-                                           kPacketZero, kBlock, kStartOfTheApplication),
+                                           kInPacketZero, kInABlock, kStartOfTheApplication),
                          [](const auto& row) { return row.param.name; });
 
 TEST_F(InterruptionTest, TheWaitForTheReceiverGoesOnUntilASignalEndsIt) {

@@ -16,8 +16,6 @@ struct OutputRow {
 
 void PrintTo(const OutputRow& row, std::ostream* out) { *out << row.name; }
 
-std::string NameOf(const ::testing::TestParamInfo<OutputRow>& row) { return row.param.name; }
-
 class LostOutput : public ::testing::TestWithParam<OutputRow> {
  protected:
   int RunInShell(const std::vector<std::string>& arguments) {
@@ -59,7 +57,7 @@ INSTANTIATE_TEST_SUITE_P(
                       OutputRow{"ReaderThatGoesAwayAfterALine",
                                 R"("$@" | head -n 1 >/dev/null; exit "${PIPESTATUS[0]}")"},
                       OutputRow{"ReaderThatIsGoneFromTheStart", R"("$@" > >(:); exit $?)"}),
-    NameOf);
+    [](const auto& row) { return std::string(row.param.name); });
 
 // `lsof` tells whether it has outlived the signal of a closed pipe.
 class ToolsOfALostOutput : public ::testing::Test {

@@ -15,7 +15,7 @@ namespace kvo::bootloadertms::testing {
 
 namespace {
 
-constexpr std::chrono::milliseconds kPause{5};
+constexpr std::chrono::milliseconds kLookAgain{5};
 
 int Checked(int result, const char* what) {
   if (result == -1) {
@@ -60,7 +60,7 @@ void TestTerminal::Send(const std::string& bytes) const {
 void TestTerminal::WaitUntilRead() const {
   const int near_end = Checked(::open(path_.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK), "open");
   for (int unread = 1; unread > 0;) {
-    std::this_thread::sleep_for(kPause);
+    std::this_thread::sleep_for(kLookAgain);
     pollfd ready{.fd = near_end, .events = POLLIN, .revents = 0};
     ::poll(&ready, 1, 0);  // so that what is still on its way is counted
     Checked(::ioctl(near_end, FIONREAD, &unread), "FIONREAD");
@@ -88,7 +88,7 @@ std::string TestTerminal::ReceivePiece(std::size_t most) const {
   ::poll(&ready, 1, 10);
   if ((ready.revents & POLLIN) == 0) {
     if ((ready.revents & POLLHUP) != 0) {
-      std::this_thread::sleep_for(kPause);  // nobody has the near end open
+      std::this_thread::sleep_for(kLookAgain);  // nobody has the near end open
     }
     return "";
   }

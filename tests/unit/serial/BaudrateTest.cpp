@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "serial/LineSettings.h"
 #include "support/RuntimeErrorOf.h"
 
 #include <cstdint>
@@ -34,7 +35,7 @@ TEST(BaudrateTest, AnyOtherRateHasNoTableValueAndLeavesTheStoredOne) {
 }
 
 TEST(BaudrateTest, AnyOtherRateHasNoConstantOfTheTerminalDriver) {
-  EXPECT_EQ(testing::RuntimeErrorOf([] { Baudrate::TerminalSpeed(4800); }),
+  EXPECT_EQ(testing::RuntimeErrorOf([] { TerminalSpeed(4800); }),
             "baudRate passed to void kvo::bootloadertms::SerialPortLinux::ConfigureTermios() "
             "unrecognized.");
 }

@@ -10,12 +10,12 @@
 namespace kvo::bootloadertms {
 namespace {
 
+constexpr std::uint8_t kAccepted = 0x06;
+
 using testing::RuntimeErrorOf;
 using namespace std::chrono_literals;
 using testing::Bytes;
 using testing::TemporaryFolder;
-
-constexpr std::uint8_t kAck = 0x06;
 
 constexpr const char* kNoBoard =
     "No definition associate with file name. ie : image_d.bin for QDL-R2 board";
@@ -48,11 +48,11 @@ class BootLoaderUploadTest : public testing::ClientFixture {
     PacketZeroIsAccepted();
   }
   void PacketZeroIsAccepted() {
-    script_.AnswerByte(kAck).Print(" Ymodem_Transmit : ACK apres packet 0\n");
+    script_.AnswerByte(kAccepted).Print(" Ymodem_Transmit : ACK apres packet 0\n");
     script_.AnswerByte('C').Print(" Ymodem_Transmit : CRC apres ACK\n");
   }
   void ImageIsComplete() {
-    script_.Write({0x04}).AnswerByte(kAck).AnswerByte(0x00);
+    script_.Write({0x04}).AnswerByte(kAccepted).AnswerByte(0x00);
     script_.Print(testing::kEndShown);
   }
   void EmptyImageIsTransferred() {
@@ -113,7 +113,7 @@ TEST_F(BootLoaderUploadTest, ARecordUploadSendsAFileOfAnyName) {
   BootloaderIsTold();
   RecordIsAccepted("5", {0x30, 0x87});
   const std::string block = "\x02\x01\xFEimage" + std::string(1019, '\xFF') + "\x64\x12";
-  script_.Write({block.begin(), block.end()}).AnswerByte(kAck).Print(".").FlushOutput();
+  script_.Write({block.begin(), block.end()}).AnswerByte(kAccepted).Print(".").FlushOutput();
   ImageIsComplete();
   script_.AnswerByte('O');
   client_.UploadImageWithInfos(folder_.WriteFile("any.bin", "image"), AppInfos("A", "B", "C"));
