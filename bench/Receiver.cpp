@@ -26,7 +26,9 @@ struct Block {
 };
 
 void Require(bool condition, const char* complaint) {
-  if (!condition) throw std::runtime_error(complaint);
+  if (!condition) {
+    throw std::runtime_error(complaint);
+  }
 }
 
 std::uint8_t ReadByte(PacedTerminal& line) {
@@ -39,7 +41,9 @@ std::uint32_t Checksum(std::span<const std::uint8_t> data) {
   std::uint32_t crc = 0;
   for (const std::uint8_t byte : data) {
     crc ^= std::uint32_t{byte} << 8;
-    for (int bit = 0; bit < 8; ++bit) crc = (crc << 1) ^ ((crc & 0x8000) != 0 ? 0x11021 : 0);
+    for (int bit = 0; bit < 8; ++bit) {
+      crc = (crc << 1) ^ ((crc & 0x8000) != 0 ? 0x11021 : 0);
+    }
   }
   return crc;
 }
@@ -87,7 +91,9 @@ bool TakeBlocks(PacedTerminal& line, std::optional<std::size_t> most_blocks, Rec
   while (blocks.size() != most_blocks) {
     const std::uint8_t header = ReadByte(line);
     ended = header == kEot;
-    if (ended) break;
+    if (ended) {
+      break;
+    }
     Require(header == kStx, "block expected");
     reception.gaps.emplace_back(line.FirstByteTime() - line.AnswerTime());
     line.Read(blocks.emplace_back().bytes);
@@ -102,10 +108,14 @@ bool TakeBlocks(PacedTerminal& line, std::optional<std::size_t> most_blocks, Rec
 
 Reception Receive(PacedTerminal& line, Manner manner, std::optional<std::size_t> most_blocks) {
   Reception reception;
-  if (manner == Manner::kCommanded) WaitForCommand(line);
+  if (manner == Manner::kCommanded) {
+    WaitForCommand(line);
+  }
   Ask(line);
   TakeSmallPacket(line);
-  if (!TakeBlocks(line, most_blocks, reception)) return reception;
+  if (!TakeBlocks(line, most_blocks, reception)) {
+    return reception;
+  }
   line.Answer(kAckAndAsk);
   TakeSmallPacket(line);
   line.Answer(manner == Manner::kCommanded ? kAck + "O" : kAck);
@@ -127,7 +137,9 @@ void RefuseBlocks(PacedTerminal& line) {
 void AnswerPings(PacedTerminal& line) {
   try {
     while (true) {
-      if (ReadByte(line) == '0') line.Answer("A");
+      if (ReadByte(line) == '0') {
+        line.Answer("A");
+      }
     }
   } catch (const HungUp&) {
     return;

@@ -78,7 +78,9 @@ void WaitForEnd(PacedTerminal& line) {
 }
 
 void Serve(PacedTerminal& line, const Options& options) {
-  if (options.answers_pings) return AnswerPings(line);
+  if (options.answers_pings) {
+    return AnswerPings(line);
+  }
   const Reception reception =
       Receive(line, options.asks ? Manner::kAsking : Manner::kCommanded, options.most_blocks);
   RequireImage(reception, options.image, !options.most_blocks);

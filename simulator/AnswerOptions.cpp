@@ -46,7 +46,9 @@ void AddGeneralAnswers(CLI::App& app, BoardSettings& board) {
                 [&answers](const std::string& text) { answers.Give(ParseGivenAnswer(text)); });
   AddRepeatable(app, {"--unknown", "CODES", "Codes that the board does not know, as in hpV"},
                 [&answers](const std::string& codes) {
-                  if (codes.empty()) throw std::invalid_argument("no code given");
+                  if (codes.empty()) {
+                    throw std::invalid_argument("no code given");
+                  }
                   answers.MakeUnknown(Unescape(codes));
                 });
   AddRepeatable(
@@ -65,7 +67,9 @@ const std::map<std::string, std::string>& LineEnds() {
 void SetPieces(std::string_view text, TextManner& manner) {
   const auto [size, pause] = SplitAt(':', text);
   manner.piece_size = NeedNumber(size, 1, kLargestCount, "the size of a piece");
-  if (!pause) return;
+  if (!pause) {
+    return;
+  }
   manner.piece_pause = std::chrono::milliseconds(
       NeedNumber(*pause, 0, kLongestTimeInMs, "the milliseconds between two pieces"));
 }

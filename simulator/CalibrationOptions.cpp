@@ -7,7 +7,9 @@ namespace kvo::boardsimulator {
 namespace {
 
 std::optional<std::uint32_t> ReadLines(std::string_view text) {
-  if (text == "endless") return std::nullopt;
+  if (text == "endless") {
+    return std::nullopt;
+  }
   return NeedNumber(text, 0, kLargestCount, "if not 'endless', the count of lines");
 }
 

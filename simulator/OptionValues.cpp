@@ -26,7 +26,9 @@ CLI::Option* AddOption(CLI::App& app, const OptionText& option, const TakeText& 
 
 void AddRepeatable(CLI::App& app, const OptionText& option, const TakeText& take) {
   const auto take_each = [name = option.name, take](const std::vector<std::string>& texts) {
-    for (const std::string& text : texts) Take(name, take, text);
+    for (const std::string& text : texts) {
+      Take(name, take, text);
+    }
   };
   app.add_option_function<std::vector<std::string>>(option.name, take_each, option.help)
       ->type_name(option.value)
