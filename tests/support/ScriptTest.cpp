@@ -7,8 +7,6 @@
 #include <iostream>
 #include <mutex>
 
-#include "support/Script.h"
-
 namespace kvo::bootloadertms::testing {
 namespace {
 

@@ -1,3 +1,5 @@
+#include "front_end/Arguments.h"
+
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -6,8 +8,6 @@
 #include <utility>
 #include <vector>
 
-#include "front_end/Arguments.h"
-#include "front_end/Arguments.h"
 #include "support/RuntimeErrorOf.h"
 
 namespace kvo::bootloadertms {

@@ -11,7 +11,6 @@
 #include <vector>
 
 #include "client/IBootLoader.h"
-#include "front_end/Modes.h"
 #include "support/Output.h"
 #include "support/RuntimeErrorOf.h"
 

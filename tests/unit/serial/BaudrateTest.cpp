@@ -2,10 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
+
 #include "serial/LineSettings.h"
 #include "support/RuntimeErrorOf.h"
-
-#include <cstdint>
 
 namespace kvo::bootloadertms {
 namespace {

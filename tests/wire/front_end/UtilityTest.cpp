@@ -15,7 +15,6 @@
 #include <string>
 #include <vector>
 
-#include "front_end/Utility.h"
 #include "support/Files.h"
 #include "support/Processes.h"
 #include "support/TestTerminal.h"
