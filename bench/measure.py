@@ -261,10 +261,10 @@ def measure_upload(shop, extent, report):
     mib = extent.upload / MIB
     cpu = medians(results, lambda run: run["cpu"] / mib)
     ratio = cpu["ours"] / cpu["floor"]
-    report.add("upload", "processor time a MiB; other: sb", "s", with_sb(cpu),
+    report.add("upload", "processor time per MiB; other: sb", "s", with_sb(cpu),
                f"{ratio:.3f} of floor", "<= 1.05", ratio <= 1.05)
     wall = medians(results, lambda run: run["data"] / mib)
-    report.add("upload", "wall time a MiB; other: sb", "s", with_sb(wall),
+    report.add("upload", "wall time per MiB; other: sb", "s", with_sb(wall),
                f"{wall['ours'] / wall['floor']:.3f} of floor")
     measure_straightness(shop, extent, report)
 
@@ -277,7 +277,7 @@ def measure_straightness(shop, extent, report):
     }
     cpu = medians(in_turns(min(extent.rounds, 3), **actions), lambda value: value)
     ratio = cpu["large"] / cpu["small"]
-    report.add("upload", "processor time a MiB: image 4 times as large; other: not larger", "s",
+    report.add("upload", "processor time per MiB: image 4 times as large; other: not larger", "s",
                {"ours": cpu["large"], "other": cpu["small"]},
                f"{ratio:.3f} of other", "<= 1.05", ratio <= 1.05)
 

@@ -14,10 +14,10 @@ set grid ytics
 set yrange [0:*]
 set multiplot layout 1,3
 
-set title "Processor time a MiB, s"
+set title "Processor time per MiB, s"
 set xtics ("ours" 0, "floor" 1, "sb" 2)
 set xrange [-0.7:2.7]
-figure = "processor time a MiB; other: sb"
+figure = "processor time per MiB; other: sb"
 plot for [sender = 0:2] results skip 1 using (at(sender, is("upload", figure))):sender + 4 \
   with boxes linecolor sender + 1 notitle
 

@@ -64,7 +64,7 @@ mirrors_of_own_suite() {
     awk -v suite="$(own_suite)" '$1 == suite && $2 == "main" { print $3 }'
 }
 
-# What the package depends on directly, the first of alternatives, one a line.
+# What the package depends on directly, the first of alternatives, one per line.
 foreign_dependencies() {
   apt-cache "${foreign_options[@]}" show --no-all-versions "$1" |
     sed -n 's/^Depends: //p' | tr ',' '\n' | awk '{ print $1 }'

@@ -53,7 +53,7 @@ class Board {
     void (Board::*handler)();
   };
 
-  // What more than a text answers, one row a command; the texts stand in the AnswerTable.
+  // What more than a text answers, one row per command; the texts stand in the AnswerTable.
   static const std::vector<Command>& ApplicationCommands();
   static const std::vector<Command>& BootloaderCommands();
 

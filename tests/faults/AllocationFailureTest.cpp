@@ -28,7 +28,7 @@ class AllocationFailureTest : public ::testing::TestWithParam<OperationCase> {
   }
 
   // Runs the operation, verbose, on a board that is silent from this call of the port on, with the
-  // `failing`th allocation failing, and looks at what is left behind.
+  // `failing`th allocation failing, and looks at what is left over.
   std::string OutcomeWith(std::size_t failing, std::size_t silent_call) {
     const std::string& image_path = board_.GetArguments().image_path;
     PortTrouble trouble(silent_call, Failure::kSilent, true);

@@ -29,7 +29,7 @@ namespace {
 
 class ConstructionFailureTest : public ::testing::Test {
  protected:
-  // Makes a client and ends it. Allocates nothing itself but `outcome`'s room.
+  // Makes a client and ends it. Allocates nothing itself but `outcome`'s memory.
   void LiveInto(std::string& outcome) const {
     try {
       const BootLoader client(terminal_.Path(), 115200);

@@ -20,7 +20,7 @@ constexpr std::size_t kLongestRun = 16384;
   throw std::runtime_error("Called but state != open. Call open() first");
 }
 
-// `calls` and `written` have room enough; growing would be an allocation of the test's.
+// `calls` and `written` have capacity enough; growing would be an allocation of the test's.
 void Note(std::string& text, char letter) {
   if (text.size() == text.capacity()) {
     throw std::length_error("a run of the test is too long");

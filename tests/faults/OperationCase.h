@@ -28,7 +28,7 @@ void PrintTo(const OperationCase& operation_case, std::ostream* out);
 // All operations; each upload with images of no and of two blocks.
 std::vector<OperationCase> OperationCases();
 
-// `outcome` with room for every outcome.
+// An empty text with the capacity for every outcome.
 std::string RoomForAnOutcome();
 
 // What an operation of a client runs on: a board that obliges it, and a file with its image. While

@@ -40,7 +40,7 @@ void PrintTo(const Ending& ending, std::ostream* out) {
 
 class PortFailureTest : public ::testing::TestWithParam<OperationCase> {
  protected:
-  // Runs the operation and looks at what is left behind.
+  // Runs the operation and looks at what is left over.
   Ending EndingWith(PortTrouble& trouble) {
     const std::string& image_path = board_.GetArguments().image_path;
     std::string outcome = RoomForAnOutcome();

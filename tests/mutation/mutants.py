@@ -64,7 +64,7 @@ class Mutant(NamedTuple):
     source: str  # of the whole file
 
     def difference(self) -> str:
-        """The lines in question, which may have several places, behind the line before them."""
+        """The lines in question, which may have several places, after the line before them."""
         return f"    {joined(self.context)}\n  - {joined(self.before)}\n  + {joined(self.after)}"
 
 

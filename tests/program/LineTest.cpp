@@ -54,7 +54,7 @@ TEST_F(LineTest, AnAnswerInPiecesIsWholeWhenItsPiecesComeInTime) {
   ExpectSuccess("one two three\r\n\0\n"s);
 }
 
-// An attempt may miss the moment on a busy machine; all of them don't.
+// On a busy machine a ping may miss the moment; not all of them do.
 TEST_F(LineTest, ALateByteIsTakenWhileItsReadWaits) {
   Start({"--command", "0x30"});
   BoardAnswersEachPing(60ms, "A");

@@ -70,7 +70,7 @@ class StandInTools {
   void LsofPrints(const std::string& text);
   void PsPrints(const std::string& text);
 
-  // One line a call, in their order: the tool's name and its arguments.
+  // One line per call, in their order: the tool's name and its arguments.
   std::string Calls() const;
 
   // The variable PATH, for a program that a test starts.

@@ -10,8 +10,8 @@
 namespace kvo::bootloadertms::testing {
 
 // The operations of a port that clients of a ready port don't use: each fails the test. And what
-// all ports of tests say of themselves, in a name that doesn't fit into a string's own room. For
-// ports of tests to be made from.
+// all ports of tests say of themselves, in a name that a string must allocate memory for. Ports of
+// tests derive from it.
 class UnaskedPort : public ISerialPort {
  public:
   std::string GetDevice() override { return "/dev/serial/by-id/usb-board-if00-port0"; }

@@ -10,7 +10,7 @@ namespace kvo::bootloadertms::testing {
 
 namespace {
 
-// None fits into a string's own room: a copy is an allocation.
+// Each too long for a string to hold without an allocation.
 constexpr auto kF1 = "the first text of a record";
 constexpr auto kF2 = "the second text of a record";
 constexpr auto kF3 = "the third text of a record";

@@ -19,7 +19,8 @@ struct Arguments {
 // One operation of a client.
 struct Operation {
   std::string name;  // also that of a test
-  // Appends what the operation returns to `result`. Allocates nothing itself if that has room.
+  // Appends what the operation returns to `result`. Allocates nothing itself if that has the
+  // capacity.
   void (*run)(IBootLoader& client, const Arguments& arguments, std::string& result);
   std::string (*model)(ClientModel& model, const Arguments& arguments);
   bool is_of_application = false;  // which answers it
@@ -36,7 +37,7 @@ bool IsASetter(const Operation& operation);
 
 // Runs an operation and replaces `outcome` by how it ended: "returns " and the result,
 // "runtime_error " and the text, "system_error EFAULT" or "EAGAIN", "bad_alloc" or "ended from
-// outside". Allocates nothing itself as long as `outcome` has room.
+// outside". Allocates nothing itself as long as `outcome` has the capacity.
 void RunInto(std::string& outcome, const Operation& operation, const Arguments& arguments,
              IBootLoader& client);
 
