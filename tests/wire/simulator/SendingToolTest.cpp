@@ -57,8 +57,7 @@ void ExpectFileToArrive(const std::string& options, std::size_t size, FaultPlan 
   ASSERT_EQ(::fcntl(inherited, F_SETFD, 0), 0);
   const std::string end = std::to_string(inherited);
   RunningProgram sender(
-      {"sh", "-c",
-       "exec " KVO_SENDING_TOOL " -q " + options + " '" + file + "' <&" + end + " >&" + end});
+      {"sh", "-c", "exec sb -q " + options + " '" + file + "' <&" + end + " >&" + end});
   sockets.first.Close();
   const Reception reception = ReceiveFrom(std::move(sockets.second), std::move(faults));
   EXPECT_EQ(reception.end, ReceptionEnd::kComplete);
