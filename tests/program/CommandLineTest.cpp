@@ -6,8 +6,8 @@
 #include <string>
 
 #include "program/Programs.h"
-#include "program/UploadTexts.h"
 #include "support/TestTerminal.h"
+#include "tables/UploadTexts.h"
 #include "tables/Usage.h"
 
 namespace kvo::bootloadertms::testing {

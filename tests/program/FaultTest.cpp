@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "program/Programs.h"
-#include "program/UploadTexts.h"
+#include "tables/UploadTexts.h"
 
 namespace kvo::bootloadertms::testing {
 namespace {
@@ -83,10 +83,10 @@ INSTANTIATE_TEST_SUITE_P(
         Fails({"silence@packet0"}, kReceiverAsked + kPacketZero + kGivenUp + kTransmitFailed),
         Fails({"late=1000@packet0"}, kReceiverAsked + kPacketZero + kGivenUp + kTransmitFailed),
         Fails({"hangup@packet0"}, kReceiverAsked + kPacketZero + kGivenUp + Failure("Bad address")),
-        Fails({"double-ack@packet0"},
-              kReceiverAsked + kPacketZero + " Ymodem_Transmit : ACK apres packet 0\n" +
-                  kPacketZero + kPacketZeroAskedForAgain + kPacketZero + kPacketZeroAccepted +
-                  ".CRC SendDataPacket 2\n.." + kTransferComplete + kVerdictFailed),
+        Fails({"double-ack@packet0"}, kReceiverAsked + kPacketZero + kPacketZeroAcknowledged +
+                                          kPacketZero + kPacketZeroAskedForAgain + kPacketZero +
+                                          kPacketZeroAccepted + ".CRC SendDataPacket 2\n.." +
+                                          kTransferComplete + kVerdictFailed),
         Succeeds({"c@packet0"}, kReceiverAsked + kPacketZero + kPacketZeroAskedForAgain +
                                     kPacketZero + kPacketZeroAccepted + "..." + kTransferComplete),
         Fails({"c@packet0/2"}, kReceiverAsked + kPacketZero + kPacketZeroAskedForAgain +

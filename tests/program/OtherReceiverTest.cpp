@@ -12,8 +12,8 @@
 #include <string>
 
 #include "program/Programs.h"
-#include "program/UploadTexts.h"
 #include "support/TestTerminal.h"
+#include "tables/UploadTexts.h"
 
 namespace kvo::bootloadertms::testing {
 namespace {

@@ -280,7 +280,7 @@ TEST_F(UploadUnderStrace, TakesAReadThatFailsForAWrongAnswer) {
       {1, kReceiverAsked + packet_zero_ + kGivenUp + kTransmitFailed},
       // Packet 0 goes out twice more and is accepted each time, so that each further answer is an
       // older one's.
-      {1, kReceiverAsked + packet_zero_ + " Ymodem_Transmit : ACK apres packet 0\n" + packet_zero_ +
+      {1, kReceiverAsked + packet_zero_ + kPacketZeroAcknowledged + packet_zero_ +
               kPacketZeroAskedForAgain + packet_zero_ + kPacketZeroAccepted + kTransferComplete +
               kVerdictFailed},
       {1, accepted_ + kTransmitFailed},

@@ -4,8 +4,8 @@
 #include <vector>
 
 #include "program/Programs.h"
-#include "program/UploadTexts.h"
 #include "tables/Boards.h"
+#include "tables/UploadTexts.h"
 
 namespace kvo::bootloadertms::testing {
 namespace {

@@ -8,10 +8,10 @@
 #include <vector>
 
 #include "program/Programs.h"
-#include "program/UploadTexts.h"
 #include "support/Processes.h"
 #include "support/TestTerminal.h"
 #include "tables/Commands.h"
+#include "tables/UploadTexts.h"
 
 namespace kvo::bootloadertms::testing {
 

@@ -35,25 +35,25 @@ class BootLoaderUploadTest : public testing::ClientFixture {
   void BootloaderIsTold() { script_.Write({0x31}).Sleep(20ms); }
 
   void BoardIsIdentified() {
-    script_.AnswerByte('C').Print(" CRC recu du receiver \n" + testing::kPacketZeroOfTvShown);
-    script_.Write(testing::kPacketZeroOfTv).Print(" packet 0 EST envoye \n");
+    script_.AnswerByte('C').Print(testing::kReceiverAsked + testing::kPacketZeroOfTvShown);
+    script_.Write(testing::kPacketZeroOfTv).Print(testing::kPacketZeroSent);
   }
   // `length` is that of the image, `crc` that of packet 0.
   void RecordIsAccepted(const std::string& length, const Bytes& crc) {
-    script_.AnswerByte('C').Print(" CRC recu du receiver \nPACKET 0 :\n" + length +
+    script_.AnswerByte('C').Print(testing::kReceiverAsked + "PACKET 0 :\n" + length +
                                   "................A|B|C|" + std::string(105, '.'));
     script_.Write(testing::PacketZero(
         length + std::string(16, '\0') + "A|B|C|" + std::string(105, '\0'), crc));
-    script_.Print(" packet 0 EST envoye \n");
+    script_.Print(testing::kPacketZeroSent);
     PacketZeroIsAccepted();
   }
   void PacketZeroIsAccepted() {
-    script_.AnswerByte(kAccepted).Print(" Ymodem_Transmit : ACK apres packet 0\n");
-    script_.AnswerByte('C').Print(" Ymodem_Transmit : CRC apres ACK\n");
+    script_.AnswerByte(kAccepted).Print(testing::kPacketZeroAcknowledged);
+    script_.AnswerByte('C').Print(testing::kAskedAfterTheAcknowledge);
   }
   void ImageIsComplete() {
     script_.Write({0x04}).AnswerByte(kAccepted).AnswerByte(0x00);
-    script_.Print(testing::kEndShown);
+    script_.Print(testing::kTransferComplete);
   }
   void EmptyImageIsTransferred() {
     BootloaderIsTold();
@@ -124,9 +124,9 @@ TEST_F(BootLoaderUploadTest, AFileWhoseNameEndsInASeparatorHasNoName) {
   EXPECT_EQ(ErrorOfUpload(path), kNoBoard);
 
   BootloaderIsTold();
-  script_.AnswerByte('C').Print(" CRC recu du receiver \n" + testing::kEmptyPacketZeroShown);
-  script_.Write(testing::kEmptyPacketZero).Print(" packet 0 EST envoye \n").AnswerByte(0x15);
-  script_.Print(" ni ACK ni CRC ni NACK -- exit\n").Write({0x18, 0x18});
+  script_.AnswerByte('C').Print(testing::kReceiverAsked + testing::kEmptyPacketZeroShown);
+  script_.Write(testing::kEmptyPacketZero).Print(testing::kPacketZeroSent).AnswerByte(0x15);
+  script_.Print(testing::kGivenUp).Write({0x18, 0x18});
   EXPECT_EQ(ErrorOfUploadWithInfos(path, AppInfos("A", "B", "C")), kTransmitFailed);
 }
 
@@ -178,7 +178,7 @@ TEST_F(BootLoaderUploadTest, ARecordUploadNeedsTheVerdictToo) {
 
 TEST_F(BootLoaderUploadTest, ARecordThatIsTooLongIsAnError) {
   BootloaderIsTold();
-  script_.AnswerByte('C').Print(" CRC recu du receiver \n");
+  script_.AnswerByte('C').Print(testing::kReceiverAsked);
   EXPECT_EQ(ErrorOfUploadWithInfos(image_, AppInfos(std::string(105, 'a'), "", "")),
             "Exceed size limit detected. Exiting");
 }

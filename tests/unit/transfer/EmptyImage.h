@@ -3,6 +3,7 @@
 #include <string>
 
 #include "support/Script.h"
+#include "tables/UploadTexts.h"
 
 namespace kvo::bootloadertms::testing {
 
@@ -25,15 +26,9 @@ inline const Bytes kPacketZeroOfTv = PacketZero(
         std::string(13, '\0') + "VER 1.0" + std::string(40, '\0'),
     {0xBB, 0xF9});
 
-inline const std::string kPacketZeroOfTvShown =
-    "PACKET 0 :\n0................TRK4_R1.........................TRK4-R1-APPLICATION"
-    ".............VER 1.0........................................";
+inline const std::string kPacketZeroOfTvShown = PacketZeroForTv("0................");
 
 inline const Bytes kEmptyPacketZero = PacketZero(std::string(128, '\0'), {0x00, 0x00});
 inline const std::string kEmptyPacketZeroShown = "PACKET 0 :\n" + std::string(128, '.');
-
-inline const std::string kEndShown =
-    "\nSendDataPacket n\xC2\xB0"
-    "0 : EOT packet send \n";
 
 }  // namespace kvo::bootloadertms::testing

@@ -54,29 +54,29 @@ class YmodemSenderTest : public ::testing::Test {
     return sender_.SendDataPacket(port_, image_.data(), length);
   }
 
-  void ReceiverAsksForPacketZero() { script_.AnswerByte('C').Print(" CRC recu du receiver \n"); }
+  void ReceiverAsksForPacketZero() { script_.AnswerByte('C').Print(testing::kReceiverAsked); }
 
   // Of an empty image.
   void PacketZeroGoesOut() {
     script_.Print(testing::kPacketZeroOfTvShown).Write(testing::kPacketZeroOfTv);
-    script_.Print(" packet 0 EST envoye \n");
+    script_.Print(testing::kPacketZeroSent);
   }
   void PacketZeroIsAcknowledged() {
-    script_.AnswerByte(kAck).Print(" Ymodem_Transmit : ACK apres packet 0\n");
+    script_.AnswerByte(kAck).Print(testing::kPacketZeroAcknowledged);
   }
   void PacketZeroIsAccepted() {
     PacketZeroIsAcknowledged();
-    script_.AnswerByte('C').Print(" Ymodem_Transmit : CRC apres ACK\n");
+    script_.AnswerByte('C').Print(testing::kAskedAfterTheAcknowledge);
   }
   void PacketZeroIsAskedForAgain() {
-    script_.AnswerByte('C').Print(" Ymodem_Transmit : PREMIER CRC apres envoie Packet 0\n");
+    script_.AnswerByte('C').Print(testing::kPacketZeroAskedForAgain);
   }
-  void SenderGivesUp() { script_.Print(" ni ACK ni CRC ni NACK -- exit\n").Write({kCan, kCan}); }
+  void SenderGivesUp() { script_.Print(testing::kGivenUp).Write({kCan, kCan}); }
   void BlockIsAcknowledged(double fraction) {
     script_.AnswerByte(kAck).Print(".").FlushOutput().Progress(false, fraction);
   }
   void EndOfFileIsAcknowledged() { script_.Write({0x04}).AnswerByte(kAck); }
-  void TransferIsComplete() { script_.Print(testing::kEndShown).Progress(false, 1.0); }
+  void TransferIsComplete() { script_.Print(testing::kTransferComplete).Progress(false, 1.0); }
   void ImageEnds() {
     EndOfFileIsAcknowledged();
     script_.AnswerByte('C').Write(kEmptyPacketZero).AnswerByte(kAck);
@@ -215,7 +215,7 @@ TEST_F(YmodemSenderTest, WithoutAFileNamePacketZeroIsAllZeros) {
   const auto packet_zero_is_all_zeros = [this] {
     ReceiverAsksForPacketZero();
     script_.Print(testing::kEmptyPacketZeroShown).Write(kEmptyPacketZero);
-    script_.Print(" packet 0 EST envoye \n").AnswerByte(kNak);
+    script_.Print(testing::kPacketZeroSent).AnswerByte(kNak);
     SenderGivesUp();
   };
   packet_zero_is_all_zeros();
@@ -229,7 +229,7 @@ TEST_F(YmodemSenderTest, ARecordIsSentAndShownAsItIs) {
   script_.Print("PACKET 0 :\n3................\x01\n\xFF|B|C|" + std::string(103, '.'));
   script_.Write(testing::PacketZero(
       "3" + std::string(16, '\0') + "\x01\n\xFF|B|C|" + std::string(103, '\0'), {0xAD, 0xD1}));
-  script_.Print(" packet 0 EST envoye \n").AnswerByte(kNak);
+  script_.Print(testing::kPacketZeroSent).AnswerByte(kNak);
   SenderGivesUp();
   EXPECT_EQ(SendRecord(AppInfos("\x01\n\xFF", "B", "C")), 1);
 }

@@ -12,8 +12,9 @@ inline const std::string kExiting = "\nExiting boot loader utility for TMS\n";
 // An upload's trace, in the order of the transfer.
 inline const std::string kReceiverAsked = " CRC recu du receiver \n";
 inline const std::string kPacketZeroSent = " packet 0 EST envoye \n";
-inline const std::string kPacketZeroAccepted =
-    " Ymodem_Transmit : ACK apres packet 0\n Ymodem_Transmit : CRC apres ACK\n";
+inline const std::string kPacketZeroAcknowledged = " Ymodem_Transmit : ACK apres packet 0\n";
+inline const std::string kAskedAfterTheAcknowledge = " Ymodem_Transmit : CRC apres ACK\n";
+inline const std::string kPacketZeroAccepted = kPacketZeroAcknowledged + kAskedAfterTheAcknowledge;
 inline const std::string kPacketZeroAskedForAgain =
     " Ymodem_Transmit : PREMIER CRC apres envoie Packet 0\n";
 inline const std::string kGivenUp = " ni ACK ni CRC ni NACK -- exit\n";
