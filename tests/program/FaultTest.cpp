@@ -142,6 +142,11 @@ INSTANTIATE_TEST_SUITE_P(
                       Fails({"double-ack@eot"},
                             kUpToTheData + "..." + kTransferComplete + kVerdictFailed)));
 
+// The image has arrived, so the board keeps it, but the host can't know.
+FaultRow FailsThoughTheImageIsKept(const char* fault) {
+  return {{fault}, 1, kUpToTheData + "..." + kTransferComplete + kVerdictFailed, true};
+}
+
 INSTANTIATE_TEST_SUITE_P(
     AtTheClosingPacket, UploadWithFault,
     ::testing::Values(Succeeds({"nak@closing"}, kUpToTheData + "..." + kTransferComplete),
@@ -150,16 +155,8 @@ INSTANTIATE_TEST_SUITE_P(
                       Succeeds({"silence@closing"}, kUpToTheData + "..." + kTransferComplete),
                       Succeeds({"late=300@closing"}, kUpToTheData + "..." + kTransferComplete),
                       Succeeds({"lost-ack@closing"}, kUpToTheData + "..." + kTransferComplete),
-                      FaultRow{{"double-ack@closing"},
-                               1,
-                               kUpToTheData + "..." + kTransferComplete + kVerdictFailed,
-                               true},
+                      FailsThoughTheImageIsKept("double-ack@closing"),
                       Fails({"hangup@closing"}, kUpToTheData + "..." + Failure("Bad address"))));
-
-// The image has arrived, so the board keeps it, but the host can't know.
-FaultRow FailsThoughTheImageIsKept(const char* fault) {
-  return {{fault}, 1, kUpToTheData + "..." + kTransferComplete + kVerdictFailed, true};
-}
 
 INSTANTIATE_TEST_SUITE_P(AtTheVerdict, UploadWithFault,
                          ::testing::Values(FailsThoughTheImageIsKept("byte=6f@verdict"),
