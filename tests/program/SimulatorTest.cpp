@@ -154,15 +154,9 @@ class SimulatorTest : public testing::Test {
     host.Send(FromText(requests));
     EXPECT_EQ(ToText(host.Receive(answer.size())), answer);
   }
-  bool ComesIntoTrace(const std::string& text) const {
-    const TimePoint limit = Clock::now() + std::chrono::seconds(60);
-    while (ReadFile(trace_).find(text) == std::string::npos) {
-      if (Clock::now() > limit) {
-        return false;
-      }
-      std::this_thread::sleep_for(milliseconds(5));
-    }
-    return true;
+  bool ComesIntoTrace(const std::string& text) {
+    const auto has_come = [&] { return ReadFile(trace_).find(text) != std::string::npos; };
+    return program_->WaitUntil(has_come, std::chrono::seconds(60));
   }
   // The answer to the closing packet of an upload of one block.
   static std::string Upload(HostPort& host) {

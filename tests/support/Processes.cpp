@@ -128,7 +128,6 @@ bool RunningProgram::OutputBeginsWith(const std::string& text, std::chrono::seco
 
 void RunningProgram::Prefer() const { PreferProcess(id_); }
 
-// Whether the condition came true before the program's end and within the limit.
 bool RunningProgram::WaitUntil(const std::function<bool()>& condition,
                                std::chrono::milliseconds limit) {
   const auto deadline = steady_clock::now() + limit;

@@ -48,12 +48,14 @@ class RunningProgram {
   bool OutputBeginsWith(const std::string& text,
                         std::chrono::seconds limit = std::chrono::seconds(60));
 
+  // Waits until the condition holds; false when it doesn't within `limit` or before the end.
+  bool WaitUntil(const std::function<bool()>& condition, std::chrono::milliseconds limit);
+
   // As `PreferThisProcess`, for the program.
   void Prefer() const;
 
  private:
   bool HasEnded();
-  bool WaitUntil(const std::function<bool()>& condition, std::chrono::milliseconds limit);
 
   TemporaryFolder folder_;
   pid_t id_ = -1;
