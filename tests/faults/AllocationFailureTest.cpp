@@ -94,6 +94,7 @@ class UploadMemoryTest : public AllocationFailureTest {};
 TEST_P(UploadMemoryTest, IsUsedUnderTheLockOnly) {
   OutcomeWith(0, 0);  // what is made once in a process is made now
   OutcomeWith(0, 0);
+  EXPECT_GT(WatchedAllocations::Count(), 0U);
   EXPECT_EQ(WatchedAllocations::CountOutsideTheLock(), 0U);
 }
 
