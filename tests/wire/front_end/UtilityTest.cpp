@@ -124,7 +124,7 @@ dev_t DeviceOf(int descriptor) {
   std::exit(all_was_well ? EXIT_SUCCESS : EXIT_FAILURE);
 }
 
-[[noreturn]] void DetachWithout(int stream) {
+[[noreturn]] void ProtectWithout(int stream) {
   const dev_t nothing = DeviceOf(::open("/dev/null", O_RDWR));
   ::close(stream);
   ProtectStandardStreams();
@@ -133,11 +133,11 @@ dev_t DeviceOf(int descriptor) {
 
 TEST(StandardStreamsDeathTest, AClosedStreamLeadsToNothing) {
   for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-    EXPECT_EXIT(DetachWithout(stream), ::testing::ExitedWithCode(0), "") << stream;
+    EXPECT_EXIT(ProtectWithout(stream), ::testing::ExitedWithCode(0), "") << stream;
   }
 }
 
-[[noreturn]] void DetachWithAll() {
+[[noreturn]] void ProtectWithAll() {
   const int free_before = ::dup(STDIN_FILENO);
   ::close(free_before);
   ProtectStandardStreams();
@@ -145,7 +145,7 @@ TEST(StandardStreamsDeathTest, AClosedStreamLeadsToNothing) {
 }
 
 TEST(StandardStreamsDeathTest, OpenStreamsAreLeftAlone) {
-  EXPECT_EXIT(DetachWithAll(), ::testing::ExitedWithCode(0), "");
+  EXPECT_EXIT(ProtectWithAll(), ::testing::ExitedWithCode(0), "");
 }
 
 [[noreturn]] void WriteToAPipeThatNobodyReads() {
@@ -160,14 +160,14 @@ TEST(StandardStreamsDeathTest, AReaderThatGoesAwayIsSurvived) {
   EXPECT_EXIT(WriteToAPipeThatNobodyReads(), ::testing::ExitedWithCode(0), "");
 }
 
-[[noreturn]] void DetachWhereTheSignalIsIgnored() {
+[[noreturn]] void ProtectWhereTheSignalIsIgnored() {
   std::signal(SIGPIPE, SIG_IGN);
   ProtectStandardStreams();
   EndBy(std::signal(SIGPIPE, SIG_DFL) == SIG_IGN);
 }
 
 TEST(StandardStreamsDeathTest, ASignalThatIsIgnoredStaysIgnored) {
-  EXPECT_EXIT(DetachWhereTheSignalIsIgnored(), ::testing::ExitedWithCode(0), "");
+  EXPECT_EXIT(ProtectWhereTheSignalIsIgnored(), ::testing::ExitedWithCode(0), "");
 }
 
 }  // namespace
