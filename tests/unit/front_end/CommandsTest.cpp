@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <iostream>
@@ -147,8 +148,10 @@ TEST(CommandsTest, TheseTellOfASilentBoardThemselves) {
   }
 }
 
-TEST(CommandsTest, RowsOfOneCodeAreOneCommand) {
+TEST(CommandsTest, EachCodeIsOneCommandThatTheTestsKnow) {
   for (const Command& row : Commands()) {
+    EXPECT_EQ(std::ranges::count(testing::Commands(), row.code, &testing::Command::code), 1)
+        << row.usage_label;
     const Command* found = FindCommand(row.code);
     ASSERT_NE(found, nullptr) << row.code;
     EXPECT_EQ(found->run, row.run) << row.usage_label;
