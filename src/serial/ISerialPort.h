@@ -54,7 +54,8 @@ class ISerialPort {
   virtual void WriteSlowly(const std::string& data, std::uint32_t delay_ms) = 0;
 
   // One read: `data` becomes what has arrived followed by one '\0', or empty when nothing arrived
-  // within the time-out. Never waits for more once something is there.
+  // within the time-out. An implementation may wait for the rest of an answer that has begun;
+  // `SerialPortLinux` never does.
   virtual void Read(std::string& data) = 0;
 
   virtual void WriteByte(std::uint8_t byte) = 0;

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <stdexcept>
 
+#include "client/AppInfos.h"
+
 namespace kvo::bootloadertms {
 
 namespace {

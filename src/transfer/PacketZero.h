@@ -4,11 +4,12 @@
 #include <cstdint>
 #include <string>
 
-#include "client/AppInfos.h"
-#include "transfer/BoardDefinition.h"
-#include "transfer/YmodemProtocol.h"
+#include "BoardDefinition.h"
+#include "YmodemProtocol.h"
 
 namespace kvo::bootloadertms {
+
+class AppInfos;  // AppInfos.h
 
 using PacketZeroData = std::array<std::uint8_t, ymodem::kPacketZeroSize>;
 

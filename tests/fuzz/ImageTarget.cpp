@@ -7,6 +7,7 @@
 #include <fstream>
 #include <stdexcept>
 
+#include "client/AppInfos.h"
 #include "fuzz/Fuzzing.h"
 #include "support/Files.h"
 #include "tables/TransferModel.h"

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "client/AppInfos.h"
 #include "support/RuntimeErrorOf.h"
 
 namespace kvo::bootloadertms {
