@@ -1,0 +1,182 @@
+#include "boards/display/BoardLine.h"
+
+#include <algorithm>
+#include <cmath>
+#include <sstream>
+
+#include "boards/Printable.h"
+#include "boards/display/Sentences.h"
+
+namespace kvo::boards {
+
+namespace {
+
+constexpr std::string_view kGap = "  ";
+constexpr std::size_t kLeastPort = 10;
+constexpr std::size_t kPercent = 5;  // "100 %"
+constexpr std::size_t kFigure = 10;  // "999.9 kB/s", "59:59 left"
+constexpr std::size_t kLeastBar = 7;
+constexpr std::size_t kMostBar = 27;
+
+bool BeginsCharacter(char byte) { return (static_cast<unsigned char>(byte) & 0xc0U) != 0x80U; }
+
+// Where in `text` the character after the first `columns` begins.
+std::size_t EndOfColumns(const std::string& text, std::size_t columns) {
+  std::size_t index = 0;
+  for (; index < text.size(); ++index) {
+    if (BeginsCharacter(text[index]) && columns-- == 0) {
+      break;
+    }
+  }
+  return index;
+}
+
+std::string CutTo(const std::string& text, std::size_t columns) {
+  return text.substr(0, EndOfColumns(text, columns));
+}
+
+std::string Shortened(const std::string& text, std::size_t columns) {
+  if (ColumnsOf(text) <= columns) {
+    return text;
+  }
+  return CutTo(CutTo(text, std::max<std::size_t>(columns, 3) - 3) + "...", columns);
+}
+
+// A port's name differs from others at its end.
+std::string EndOf(const std::string& text, std::size_t columns) {
+  const std::size_t length = ColumnsOf(text);
+  if (length <= columns) {
+    return text;
+  }
+  return CutTo("..." + text.substr(EndOfColumns(text, length + 3 - columns)), columns);
+}
+
+std::string Padded(const std::string& text, std::size_t columns) {
+  return text + std::string(columns - std::min(columns, ColumnsOf(text)), ' ');
+}
+
+std::string PaddedBefore(const std::string& text, std::size_t columns) {
+  return std::string(columns - std::min(columns, ColumnsOf(text)), ' ') + text;
+}
+
+std::string Bar(const BoardStatus& board, std::size_t columns) {
+  const std::size_t room = columns - 2;
+  const std::size_t full = room * static_cast<std::size_t>(Percent(board)) / 100;
+  return "[" + std::string(full, '#') + std::string(room - full, '.') + "]";
+}
+
+// Of the image, in bytes per second; 0 while it isn't known.
+double RateOf(const BoardStatus& board, Clock::time_point now) {
+  const double seconds = std::chrono::duration<double>(now - board.transfer_began).count();
+  return seconds < 0.5 ? 0 : static_cast<double>(board.bytes_sent) / seconds;
+}
+
+std::string RateText(double rate) {
+  if (rate <= 0) {
+    return "";
+  }
+  return rate < 999'950 ? Decimal(rate / 1'000) + " kB/s" : Decimal(rate / 1'000'000) + " MB/s";
+}
+
+std::string TimeLeft(const BoardStatus& board, double rate) {
+  if (rate <= 0) {
+    return "";
+  }
+  const auto rest = static_cast<double>(board.bytes - std::min(board.bytes_sent, board.bytes));
+  const auto seconds = static_cast<long>(std::ceil(rest / rate));
+  const std::string text = std::to_string(seconds % 60);
+  return std::to_string(seconds / 60) + (text.size() == 1 ? ":0" : ":") + text + " left";
+}
+
+std::string Activity(const BoardStatus& board) {
+  return Doing(board.step) +
+         (board.attempt > 1 ? ", attempt " + std::to_string(board.attempt) : "");
+}
+
+std::string PortAndName(const BoardStatus& board, const LineLayout& layout, std::size_t columns) {
+  std::string text = Padded(EndOf(Printable(board.port), columns), columns);
+  if (layout.name > 0) {
+    text += std::string(kGap) + Padded(Printable(board.board), layout.name);
+  }
+  return text;
+}
+
+// Bar, percent, rate and time left, as many of them as there is room for before `activity`.
+std::string Figures(const BoardStatus& board, std::size_t room, Clock::time_point now) {
+  const std::string percent = PaddedBefore(std::to_string(Percent(board)) + " %", kPercent);
+  const std::string gap(kGap);
+  const double rate = RateOf(board, now);
+  std::size_t used = gap.size() + kPercent;
+  std::string bar;
+  std::string figures;
+  const bool has_bar = room >= used + gap.size() + kLeastBar;
+  used += gap.size() + kLeastBar;
+  if (room >= used + gap.size() + kFigure) {
+    used += gap.size() + kFigure;
+    figures = gap + PaddedBefore(TimeLeft(board, rate), kFigure);
+  }
+  if (room >= used + gap.size() + kFigure) {
+    used += gap.size() + kFigure;
+    figures = gap + PaddedBefore(RateText(rate), kFigure) + figures;
+  }
+  if (has_bar) {
+    bar = gap + Bar(board, std::min(kMostBar, kLeastBar + room - used));
+  }
+  return bar + gap + percent + figures;
+}
+
+}  // namespace
+
+std::size_t ColumnsOf(const std::string& text) {
+  return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), BeginsCharacter));
+}
+
+LineLayout LayoutFor(const std::vector<BoardStatus>& boards, std::size_t width) {
+  std::size_t longest = 0;
+  std::size_t name = 0;
+  for (const BoardStatus& board : boards) {
+    longest = std::max(longest, ColumnsOf(Printable(board.port)));
+    name = std::max(name, ColumnsOf(Printable(board.board)));
+  }
+  const std::size_t port = std::min(longest, std::max(kLeastPort, width * 2 / 5));
+  const std::size_t all = port + name + kLeastBar + kPercent + 2 * kFigure +
+                          ColumnsOf(Doing(Step::kTransfer)) + 6 * kGap.size();
+  return {width, port, all <= width ? name : 0};
+}
+
+ScreenLine LineOf(const BoardStatus& board, const LineLayout& layout, Clock::time_point now) {
+  if (board.end.has_value()) {
+    const std::string head =
+        CutTo(PortAndName(board, layout, layout.port) + std::string(kGap), layout.width);
+    return {head, Shortened(Result(board), layout.width - ColumnsOf(head))};
+  }
+  const std::string activity = std::string(kGap) + Activity(board);
+  const bool has_figures = board.step == Step::kTransfer;
+  const std::size_t needed = ColumnsOf(activity) + (has_figures ? kGap.size() + kPercent : 0);
+  const std::size_t rest = layout.width - std::min(layout.width, needed);
+  const std::size_t port = std::min(layout.port, std::max(kLeastPort, rest));
+  std::string text = PortAndName(board, layout, port);
+  if (has_figures) {
+    const std::size_t taken = ColumnsOf(text + activity);
+    text += Figures(board, layout.width - std::min(layout.width, taken), now);
+  }
+  return {CutTo(text + activity, layout.width), ""};
+}
+
+std::vector<ScreenLine> WholeLinesOf(const BoardStatus& board, const LineLayout& layout) {
+  const std::string port = Printable(board.port);
+  const std::size_t port_columns = std::max(layout.port, ColumnsOf(port));
+  std::vector<ScreenLine> lines{{PortAndName(board, layout, port_columns) + std::string(kGap), ""}};
+  std::istringstream words(Result(board));
+  for (std::string word; words >> word;) {
+    const std::size_t columns = ColumnsOf(lines.back().Text()) + ColumnsOf(word);
+    if (columns + (lines.back().result.empty() ? 0 : 1) > layout.width) {
+      lines.push_back({"    ", word});
+    } else {
+      lines.back().result += (lines.back().result.empty() ? "" : " ") + word;
+    }
+  }
+  return lines;
+}
+
+}  // namespace kvo::boards

@@ -1,0 +1,108 @@
+#include "boards/display/DisplayChoice.h"
+
+#include <unistd.h>
+
+#include <cstdlib>
+#include <string_view>
+#include <utility>
+
+#include "boards/display/Bars.h"
+#include "boards/display/JsonLines.h"
+#include "boards/display/Lines.h"
+
+namespace kvo::boards {
+
+namespace {
+
+class Displays : public Display {
+ public:
+  explicit Displays(std::vector<std::unique_ptr<Display>> displays)
+      : displays_(std::move(displays)) {}
+
+  void Show(const BoardStatus& board, Change change) override {
+    for (const auto& display : displays_) {
+      display->Show(board, change);
+    }
+  }
+  void Refresh() override {
+    for (const auto& display : displays_) {
+      display->Refresh();
+    }
+  }
+  void Finish(const Totals& totals) override {
+    for (const auto& display : displays_) {
+      display->Finish(totals);
+    }
+  }
+  int Awaited() const override {
+    for (const auto& display : displays_) {
+      if (display->Awaited() >= 0) {
+        return display->Awaited();
+      }
+    }
+    return -1;
+  }
+
+ private:
+  std::vector<std::unique_ptr<Display>> displays_;
+};
+
+std::string_view EnvironmentVariable(const char* name) {
+  const char* const value = std::getenv(name);
+  return value == nullptr ? "" : value;
+}
+
+// Whether standard output is a terminal that understands escape sequences.
+bool IsCapableTerminal() {
+  const std::string_view terminal = EnvironmentVariable("TERM");
+  return ::isatty(STDOUT_FILENO) == 1 && !terminal.empty() && terminal != "dumb";
+}
+
+bool IsColored(Color color) {
+  return color == Color::kAlways ||
+         (color == Color::kAuto && IsCapableTerminal() && EnvironmentVariable("NO_COLOR").empty());
+}
+
+Task TaskOf(const CommandLine& command_line) {
+  if (command_line.action == Action::kInfo) {
+    return Task::kInfo;
+  }
+  return command_line.dry_run ? Task::kDryRun : Task::kFlash;
+}
+
+std::unique_ptr<Display> ChooseForPeople(const CommandLine& command_line,
+                                         const std::vector<BoardStatus>& boards) {
+  const Task task = TaskOf(command_line);
+  const bool is_colored = IsColored(command_line.color);
+  if (command_line.progress == Progress::kBars ||
+      (command_line.progress == Progress::kAuto && IsCapableTerminal())) {
+    return std::make_unique<Bars>(STDOUT_FILENO, boards, Bars::Options{task, is_colored},
+                                  [] { return SizeOfTerminal(STDOUT_FILENO); });
+  }
+  const bool with_progress = task != Task::kInfo && command_line.progress != Progress::kNone;
+  return std::make_unique<Lines>(STDOUT_FILENO, Lines::Options{task, with_progress, is_colored});
+}
+
+}  // namespace
+
+std::unique_ptr<Display> ChooseDisplay(const CommandLine& command_line,
+                                       const std::vector<BoardStatus>& boards) {
+  std::vector<std::unique_ptr<Display>> chosen;
+  if (command_line.json) {
+    chosen.push_back(std::make_unique<JsonLines>(STDOUT_FILENO, TaskOf(command_line),
+                                                 command_line.progress != Progress::kNone));
+  }
+  if (command_line.quiet) {
+    chosen.push_back(std::make_unique<Failures>(STDERR_FILENO));
+  }
+  if (chosen.empty()) {
+    chosen.push_back(ChooseForPeople(command_line, boards));
+  }
+  return Together(std::move(chosen));
+}
+
+std::unique_ptr<Display> Together(std::vector<std::unique_ptr<Display>> displays) {
+  return std::make_unique<Displays>(std::move(displays));
+}
+
+}  // namespace kvo::boards
