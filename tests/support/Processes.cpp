@@ -65,14 +65,13 @@ class SpawnActions {
   posix_spawn_file_actions_t actions_{};
 };
 
-// Those that the program has started, as strace does with its command.
+}  // namespace
+
 std::vector<pid_t> ChildrenOf(pid_t id) {
   const std::string process = std::to_string(id);
   std::istringstream children(ReadFile("/proc/" + process + "/task/" + process + "/children"));
   return {std::istream_iterator<pid_t>(children), std::istream_iterator<pid_t>()};
 }
-
-}  // namespace
 
 void PreferThisProcess() { PreferProcess(::getpid()); }
 

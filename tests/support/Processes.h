@@ -16,6 +16,9 @@ namespace kvo::bootloadertms::testing {
 // for what has to answer in time, also on a busy machine.
 void PreferThisProcess();
 
+// Those that a process has started and that have not ended, as strace does with its command.
+std::vector<pid_t> ChildrenOf(pid_t id);
+
 // A program that a test starts; it and what it has started are killed when the object ends before
 // it does.
 class RunningProgram {

@@ -1,0 +1,332 @@
+#include "boards/BoardRun.h"
+
+#include <sys/wait.h>
+
+#include <csignal>
+#include <cstring>
+#include <system_error>
+#include <utility>
+
+#include "boards/Diagnosis.h"
+
+namespace kvo::boards {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+// Beyond what the worker itself waits for: names that lead to servers that don't answer, ports that
+// are to come back.
+constexpr std::chrono::milliseconds kOpeningLimit = 15s;
+// From the signal that tells a worker to end, to the one that kills it.
+constexpr std::chrono::milliseconds kEndingLimit = 600ms;
+// For a worker that has finished to give its port back.
+constexpr std::chrono::milliseconds kFinishingLimit = 2s;
+constexpr std::chrono::milliseconds kKillingLimit = 200ms;
+constexpr std::chrono::milliseconds kGivingBackLimit = 600ms;
+
+double Seconds(Clock::duration time) { return std::chrono::duration<double>(time).count(); }
+
+std::string EndOfProcess(int wait_status) {
+  if (WIFSIGNALED(wait_status)) {
+    const int signal = WTERMSIG(wait_status);
+    return "the process that served it was ended by signal " + std::to_string(signal) + " (" +
+           ::strsignal(signal) + ")";
+  }
+  if (WEXITSTATUS(wait_status) == 0) {
+    return "the process that served it was ended by another";
+  }
+  return "the process that served it ended with status " + std::to_string(WEXITSTATUS(wait_status));
+}
+
+bool IsRepeatable(Reason reason) {
+  switch (reason) {
+    case Reason::kBroken:
+    case Reason::kLost:
+    case Reason::kDeadline:
+    case Reason::kRejected:
+      return true;
+    default:
+      return false;
+  }
+}
+
+std::string InSeconds(std::chrono::milliseconds time) {
+  std::string text = std::to_string(time.count() / 1000);
+  if (time.count() % 1000 != 0) {
+    text += "." + std::to_string(1000 + time.count() % 1000).substr(1);
+    text.erase(text.find_last_not_of('0') + 1);
+  }
+  return text + " s";
+}
+
+}  // namespace
+
+BoardRun::BoardRun(std::size_t board, BoardStatus& status, const Limits& limits, Workers& workers,
+                   Display& display)
+    : board_(board), status_(status), limits_(limits), workers_(workers), display_(display) {}
+
+int BoardRun::Descriptor() const { return worker_ ? worker_->Events().Descriptor() : -1; }
+
+void BoardRun::Open() {
+  status_.began = Clock::now();
+  StartWorker();
+}
+
+void BoardRun::StartWorker() {
+  port_.Close();  // a device that is plugged in again gets its name back only then
+  finished_.reset();
+  cause_.reset();
+  has_begun_ = false;
+  status_.step = Step::kOpening;
+  Enter(State::kOpening, kOpeningLimit);
+  try {
+    const int attempt = status_.attempt + 1;
+    worker_ = std::make_unique<WorkerProcess>(
+        [this, attempt](EventSender& events, int) { workers_.Serve(board_, attempt, events); });
+  } catch (const std::system_error& error) {
+    cause_ = {Reason::kCrashed, std::string("no process can be started: ") + error.what()};
+    Conclude();
+  }
+}
+
+void BoardRun::Go() {
+  status_.began = Clock::now();
+  BeginAttempt();
+}
+
+void BoardRun::BeginAttempt() {
+  has_begun_ = true;
+  ++status_.attempt;
+  status_.block = 0;
+  status_.bytes_sent = 0;
+  const std::chrono::milliseconds deadline = limits_.deadlines.at(board_);
+  Enter(State::kServing, deadline);
+  if (deadline == 0ms) {
+    next_time_.reset();
+  }
+  display_.Show(status_, Change::kAttempt);
+  worker_->Events().SendGo();
+}
+
+void BoardRun::Enter(State state, std::chrono::milliseconds limit) {
+  state_ = state;
+  next_time_ = Clock::now() + limit;
+}
+
+void BoardRun::LookAround(Clock::time_point now) {
+  if (state_ == State::kDone) {
+    return;
+  }
+  TakeEvents();
+  const std::optional<int> wait_status = worker_ ? worker_->WaitStatus() : std::nullopt;
+  if (wait_status) {
+    TakeEnd(*wait_status);
+  } else if (next_time_ && now >= *next_time_) {
+    TakeTime();
+  }
+}
+
+void BoardRun::TakeEvents() {
+  while (worker_) {
+    std::optional<EventReceiver::Message> message = worker_->Events().Receive();
+    if (!message) {
+      return;
+    }
+    Take(std::move(*message));
+  }
+}
+
+void BoardRun::Take(EventReceiver::Message message) {
+  const Event& event = message.event;
+  switch (event.kind) {
+    case EventKind::kReady:
+      ready_ = event;
+      port_ = std::move(message.descriptor);
+      if (state_ == State::kOpening && status_.attempt > 0) {
+        BeginAttempt();
+      } else if (state_ == State::kOpening) {
+        state_ = State::kReady;
+        next_time_.reset();
+        status_.step = Step::kWaiting;
+      }
+      break;
+    case EventKind::kStep:
+      status_.step = event.step;
+      status_.blocks = event.blocks;
+      if (event.step == Step::kTransfer) {
+        status_.transfer_began = Clock::now();
+      }
+      display_.Show(status_, Change::kStep);
+      break;
+    case EventKind::kProgress:
+    case EventKind::kStopped:
+      status_.block = event.block;
+      status_.blocks = event.blocks;
+      status_.bytes_sent = event.bytes_sent;
+      if (has_begun_) {
+        display_.Show(status_, Change::kProgress);
+      }
+      break;
+    case EventKind::kAnswer:
+      status_.answers.at(static_cast<std::size_t>(event.field)) = event.Text();
+      break;
+    case EventKind::kFinished:
+      finished_ = event;
+      status_.block = event.block;
+      status_.blocks = event.blocks;
+      status_.bytes_sent = event.bytes_sent;
+      Enter(State::kEnding, kFinishingLimit);
+      break;
+  }
+}
+
+void BoardRun::TakeEnd(int wait_status) {
+  TakeEvents();  // what it sent before it ended
+  worker_.reset();
+  if (state_ == State::kGivingBack) {
+    Conclude();
+    return;
+  }
+  if (!finished_ && !cause_) {
+    cause_ = {Reason::kCrashed, EndOfProcess(wait_status)};
+  }
+  const bool has_given_back = WIFEXITED(wait_status) && WEXITSTATUS(wait_status) == 0;
+  if (has_given_back) {
+    Conclude();
+  } else {
+    GiveBackPort();
+  }
+}
+
+void BoardRun::TakeTime() {
+  switch (state_) {
+    case State::kOpening:
+      TellToEnd(Reason::kDeadline, "the port was not open after " + InSeconds(kOpeningLimit));
+      break;
+    case State::kServing:
+      TellToEnd(Reason::kDeadline, "not done after " + InSeconds(limits_.deadlines.at(board_)));
+      break;
+    case State::kEnding:
+      worker_->Signal(SIGKILL);
+      Enter(State::kKilled, kKillingLimit);
+      break;
+    case State::kKilled:  // It hangs in the system.
+      worker_.reset();
+      GiveBackPort();
+      break;
+    case State::kGivingBack:
+      worker_.reset();
+      Conclude();
+      break;
+    case State::kReady:
+    case State::kDone:
+      break;
+  }
+}
+
+void BoardRun::TellToEnd(Reason reason, const std::string& text) {
+  if (!finished_ && !cause_) {
+    cause_ = {reason, text};
+  }
+  worker_->Signal(SIGTERM);
+  Enter(State::kEnding, kEndingLimit);
+}
+
+void BoardRun::Interrupt() {
+  interrupted_ = true;
+  if (state_ == State::kOpening || state_ == State::kReady || state_ == State::kServing) {
+    TellToEnd(Reason::kInterrupted, "interrupted");
+  }
+}
+
+void BoardRun::Kill() {
+  if (state_ == State::kEnding && worker_) {
+    worker_->Signal(SIGKILL);
+  }
+}
+
+void BoardRun::Abandon() {
+  if (state_ != State::kDone) {
+    worker_.reset();
+    if (!finished_ && !cause_) {
+      cause_ = {Reason::kInterrupted, "interrupted"};
+    }
+    Conclude();
+  }
+}
+
+void BoardRun::GiveBackPort() {
+  if (port_.Get() == -1) {
+    Conclude();
+    return;
+  }
+  // A worker that has finished has ended the transfer, too.
+  const bool in_transfer = status_.step == Step::kTransfer && !finished_;
+  Enter(State::kGivingBack, kGivingBackLimit);
+  try {
+    worker_ = std::make_unique<WorkerProcess>(
+        [this, in_transfer](EventSender&, int descriptor) {
+          workers_.GiveBack(ready_, descriptor, in_transfer);
+        },
+        port_.Get());
+  } catch (const std::system_error&) {
+    Conclude();
+  }
+}
+
+void BoardRun::Conclude() {
+  port_.Close();
+  const BoardStatus::End end = finished_ ? Told() : Untold();
+  if (IsTriedAgainAfter(end)) {
+    former_failure_ = end.message;
+    StartWorker();
+    return;
+  }
+  state_ = State::kDone;
+  next_time_.reset();
+  status_.end = end;
+  status_.end->seconds = Seconds(Clock::now() - status_.began);
+  display_.Show(status_, Change::kEnd);
+}
+
+// Of an attempt that didn't come about: what became of the board is the last one's matter.
+std::string BoardRun::WithFormerFailure(const std::string& text) const {
+  return has_begun_ || former_failure_.empty()
+             ? text
+             : text + " before another attempt; the last one: " + former_failure_;
+}
+
+BoardStatus::End BoardRun::Told() const {
+  BoardStatus::End end{};
+  end.outcome = finished_->outcome;
+  end.reason = finished_->reason;
+  end.message = WithFormerFailure(std::string(finished_->Text()));
+  // The worker's own message tells the place in a transfer alone.
+  if (end.reason == Reason::kLost && has_begun_ && status_.step != Step::kOpening &&
+      status_.step != Step::kTransfer) {
+    end.message = Diagnosis(status_, end.message);
+  }
+  end.in_transfer = finished_->step == Step::kTransfer;
+  if (finished_->transfer_seconds > 0.0) {
+    end.bytes_per_second = static_cast<double>(status_.bytes) / finished_->transfer_seconds;
+  }
+  return end;
+}
+
+BoardStatus::End BoardRun::Untold() const {
+  BoardStatus::End end{};
+  end.outcome = Outcome::kFailed;
+  end.reason = cause_->reason;
+  end.message = has_begun_ || former_failure_.empty() ? Diagnosis(status_, cause_->text)
+                                                      : WithFormerFailure(cause_->text);
+  end.in_transfer = status_.step == Step::kTransfer;
+  return end;
+}
+
+bool BoardRun::IsTriedAgainAfter(const BoardStatus::End& end) const {
+  return end.outcome == Outcome::kFailed && IsRepeatable(end.reason) && !interrupted_ &&
+         has_begun_ && status_.attempt < limits_.attempts;
+}
+
+}  // namespace kvo::boards

@@ -1,0 +1,31 @@
+#include "boards/Diagnosis.h"
+
+namespace kvo::boards {
+
+std::string InTransfer(std::uint32_t block, std::uint32_t blocks, const std::string& cause) {
+  if (block == 0) {
+    return cause + " before block 1 of " + std::to_string(blocks) +
+           ": the board was left in its bootloader, flash it again";
+  }
+  return cause + " at block " + std::to_string(block) + " of " + std::to_string(blocks) +
+         ": the board has no valid application, flash it again";
+}
+
+std::string Diagnosis(const BoardStatus& status, const std::string& cause) {
+  switch (status.step) {
+    case Step::kOpening:
+    case Step::kWaiting:
+      return cause + " before anything was sent";
+    case Step::kSwitching:
+      return cause + " while the bootloader was called: nothing of the image was sent";
+    case Step::kTransfer:
+      return InTransfer(status.block, status.blocks, cause);
+    case Step::kStarting:
+      return cause + " while the application was started: the board is flashed";
+    case Step::kAsking:
+      return cause + " while the board was asked";
+  }
+  return cause;
+}
+
+}  // namespace kvo::boards

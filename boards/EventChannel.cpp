@@ -1,0 +1,113 @@
+#include "boards/EventChannel.h"
+
+#include <poll.h>
+#include <sys/socket.h>
+
+#include <cerrno>
+#include <cstring>
+#include <system_error>
+
+namespace kvo::boards {
+
+namespace {
+
+constexpr char kGo = 'g';
+
+// Room for one descriptor beside a message.
+union Attachment {
+  cmsghdr header;  // for its alignment
+  char bytes[CMSG_SPACE(sizeof(int))];
+};
+
+UniqueDescriptor DescriptorOf(msghdr& message) {
+  const cmsghdr* header = CMSG_FIRSTHDR(&message);
+  if (header == nullptr || header->cmsg_type != SCM_RIGHTS) {
+    return {};
+  }
+  int descriptor = -1;
+  std::memcpy(&descriptor, CMSG_DATA(header), sizeof descriptor);
+  return UniqueDescriptor(descriptor);
+}
+
+}  // namespace
+
+void EventSender::Send(const Event& event) const noexcept {
+  while (::send(socket_, &event, sizeof event, MSG_NOSIGNAL) == -1 && errno == EINTR) {
+  }
+}
+
+void EventSender::SendIfPossible(const Event& event) const noexcept {
+  ::send(socket_, &event, sizeof event, MSG_NOSIGNAL | MSG_DONTWAIT);
+}
+
+void EventSender::SendWithDescriptor(const Event& event, int descriptor) const noexcept {
+  Event copy = event;
+  iovec piece{.iov_base = &copy, .iov_len = sizeof copy};
+  Attachment attachment{};
+  msghdr message{};
+  message.msg_iov = &piece;
+  message.msg_iovlen = 1;
+  message.msg_control = attachment.bytes;
+  message.msg_controllen = sizeof attachment.bytes;
+  cmsghdr* header = CMSG_FIRSTHDR(&message);
+  header->cmsg_level = SOL_SOCKET;
+  header->cmsg_type = SCM_RIGHTS;
+  header->cmsg_len = CMSG_LEN(sizeof descriptor);
+  std::memcpy(CMSG_DATA(header), &descriptor, sizeof descriptor);
+  while (::sendmsg(socket_, &message, MSG_NOSIGNAL) == -1 && errno == EINTR) {
+  }
+}
+
+bool EventSender::WaitForGo() const noexcept {
+  char byte = 0;
+  ssize_t count = 0;
+  do {
+    count = ::recv(socket_, &byte, 1, 0);
+  } while (count == -1 && errno == EINTR);
+  return count == 1 && byte == kGo;
+}
+
+std::optional<EventReceiver::Message> EventReceiver::Receive() {
+  while (socket_.Get() != -1) {
+    Message received;
+    iovec piece{.iov_base = &received.event, .iov_len = sizeof received.event};
+    Attachment attachment{};
+    msghdr message{};
+    message.msg_iov = &piece;
+    message.msg_iovlen = 1;
+    message.msg_control = attachment.bytes;
+    message.msg_controllen = sizeof attachment.bytes;
+    const ssize_t count = ::recvmsg(socket_.Get(), &message, MSG_DONTWAIT | MSG_CMSG_CLOEXEC);
+    if (count == -1 && errno == EINTR) {
+      continue;
+    }
+    if (count == -1 && errno == EAGAIN) {
+      break;
+    }
+    if (count <= 0) {
+      socket_.Close();
+      break;
+    }
+    received.descriptor = DescriptorOf(message);
+    if (count == sizeof received.event && (message.msg_flags & MSG_TRUNC) == 0 &&
+        received.event.IsValid()) {
+      return received;
+    }
+  }
+  return std::nullopt;
+}
+
+void EventReceiver::SendGo() const noexcept {
+  ::send(socket_.Get(), &kGo, 1, MSG_NOSIGNAL | MSG_DONTWAIT);
+}
+
+std::pair<UniqueDescriptor, UniqueDescriptor> MakeEventChannel() {
+  int ends[2];
+  // Messages keep their borders, and the end of one side shows at the other.
+  if (::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends) == -1) {
+    throw std::system_error(errno, std::generic_category(), "socketpair");
+  }
+  return {UniqueDescriptor(ends[0]), UniqueDescriptor(ends[1])};
+}
+
+}  // namespace kvo::boards

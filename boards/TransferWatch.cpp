@@ -1,0 +1,142 @@
+#include "boards/TransferWatch.h"
+
+#include <kvo/bootloadertms/TargetProtocol.h>
+#include <kvo/bootloadertms/YmodemProtocol.h>
+
+#include <algorithm>
+#include <utility>
+
+namespace kvo::boards {
+
+namespace {
+
+namespace target = bootloadertms::target;
+namespace ymodem = bootloadertms::ymodem;
+
+constexpr std::size_t kHeaderSize = 3;
+constexpr std::size_t kCrcSize = 2;
+constexpr int kMostWrongClosingAnswers = 10;
+constexpr std::chrono::seconds kLongestClosing{5};
+
+}  // namespace
+
+TransferWatch::TransferWatch(ISerialPort& port, std::uint64_t image_bytes,
+                             std::function<bool()> has_read, std::function<void()> on_progress)
+    : PortDecorator(port),
+      image_bytes_(image_bytes),
+      blocks_(
+          static_cast<std::uint32_t>((image_bytes + ymodem::kBlockSize - 1) / ymodem::kBlockSize)),
+      has_read_(std::move(has_read)),
+      on_progress_(std::move(on_progress)) {}
+
+TransferWatch::Position TransferWatch::GetPosition() const {
+  return {.block = block_, .blocks = blocks_, .bytes_sent = bytes_sent_};
+}
+
+void TransferWatch::WriteByte(std::uint8_t byte) {
+  if (packet_size_ != 0) {
+    if (packet_sent_ == 1) {
+      TakeHeader(byte);
+    }
+    ++packet_sent_;
+    if (packet_sent_ == packet_size_) {
+      packet_size_ = 0;
+    }
+  } else if (IsInTransfer()) {
+    BeginPacket(byte);
+  } else if (byte == target::kReceiveImage) {
+    stage_ = Stage::kStart;
+  }
+  Port().WriteByte(byte);
+}
+
+// What is no packet is a byte of its own.
+void TransferWatch::BeginPacket(std::uint8_t header) {
+  packet_sent_ = 1;
+  switch (header) {
+    case ymodem::kSoh:
+      packet_size_ = kHeaderSize + ymodem::kPacketZeroSize + kCrcSize;
+      stage_ = stage_ < Stage::kBlocks ? Stage::kPacketZero : Stage::kClosing;
+      break;
+    case ymodem::kStx:
+      packet_size_ = kHeaderSize + ymodem::kBlockSize + kCrcSize;
+      if (stage_ != Stage::kBlocks) {
+        stage_ = Stage::kBlocks;
+        blocks_began_ = Clock::now();
+      }
+      break;
+    case ymodem::kEot:
+      stage_ = Stage::kEnd;
+      block_ = blocks_;
+      break;
+    case target::kCancel:
+      cancelled_ = true;
+      break;
+    default:
+      break;
+  }
+}
+
+// A block that is sent once more has the same number; any other has the next.
+void TransferWatch::TakeHeader(std::uint8_t number) {
+  if (stage_ == Stage::kBlocks && number != static_cast<std::uint8_t>(block_)) {
+    ++block_;
+  }
+}
+
+std::uint8_t TransferWatch::ReadByte() {
+  const std::uint8_t byte = Port().ReadByte();
+  answer_.reset();
+  if (has_read_()) {
+    answer_ = byte;
+  }
+  TakeAnswer();
+  return byte;
+}
+
+void TransferWatch::TakeAnswer() {
+  switch (stage_) {
+    case Stage::kBlocks:
+      if (answer_ == ymodem::kAck) {
+        bytes_sent_ =
+            std::min<std::uint64_t>(image_bytes_, std::uint64_t{block_} * ymodem::kBlockSize);
+        on_progress_();
+      }
+      break;
+    case Stage::kEnd:
+      if (answer_ == ymodem::kAck) {
+        stage_ = Stage::kNext;
+      }
+      break;
+    case Stage::kNext:
+      stage_ = answer_ == ymodem::kCrcRequest ? Stage::kClosing : Stage::kVerdict;
+      closing_began_ = Clock::now();
+      break;
+    case Stage::kClosing:
+      TakeClosingAnswer();
+      break;
+    case Stage::kVerdict:
+      if (answer_) {
+        stage_ = Stage::kOver;
+        verdict_came_ = Clock::now();
+      }
+      break;
+    default:
+      break;
+  }
+}
+
+void TransferWatch::TakeClosingAnswer() {
+  if (answer_ == ymodem::kAck) {
+    stage_ = Stage::kVerdict;
+    return;
+  }
+  const bool asks_again = answer_ == ymodem::kNak || answer_ == ymodem::kCrcRequest;
+  wrong_closing_answers_ += answer_ && !asks_again ? 1 : 0;
+  if (answer_ == target::kCancel || wrong_closing_answers_ == kMostWrongClosingAnswers ||
+      (!answer_ && Clock::now() - closing_began_ >= kLongestClosing)) {
+    throw HopelessTransfer();
+  }
+}
+
+}  // namespace kvo::boards

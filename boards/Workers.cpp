@@ -1,0 +1,214 @@
+#include "boards/Workers.h"
+
+#include <kvo/bootloadertms/BootLoader.h>
+
+#include <csignal>
+#include <cstring>
+#include <iostream>
+#include <system_error>
+#include <thread>
+#include <utility>
+
+#include "boards/BoardLog.h"
+#include "boards/Diagnosis.h"
+#include "boards/StopHandler.h"
+#include "boards/Tasks.h"
+#include "boards/ports/TracedPort.h"
+
+namespace kvo::boards {
+
+namespace {
+
+using namespace std::chrono_literals;
+using bootloadertms::BootLoader;
+
+constexpr std::chrono::milliseconds kPortMayBeAwayFor = 10s;
+constexpr std::chrono::milliseconds kLookForPortEvery = 100ms;
+constexpr std::chrono::milliseconds kTellProgressEvery = 100ms;
+
+void Open(BoardPort& port) {
+  const StopsLater until_it_is_open;
+  try {
+    port.Open();
+  } catch (const std::system_error& error) {
+    throw PortFailure(Reason::kMissing, "can't be opened: " + error.code().message());
+  }
+}
+
+// The port of a repeated attempt may be about to come back, and get its permissions only then. It
+// may be busy for a moment, too: by programs that look at each new device, and by a worker that has
+// just begun and not closed yet what it has inherited.
+void OpenWhenItIsBack(BoardPort& port) {
+  const Clock::time_point limit = Clock::now() + kPortMayBeAwayFor;
+  for (;;) {
+    try {
+      Open(port);
+      return;
+    } catch (const PortFailure& failure) {
+      const Reason reason = failure.GetReason();
+      const bool is_over = Clock::now() >= limit;
+      if (reason == Reason::kNotATerminal || (reason == Reason::kBusy && is_over)) {
+        throw;
+      }
+      if (is_over) {
+        throw PortFailure(Reason::kLost, "the port was not back after 10 s");
+      }
+    }
+    std::this_thread::sleep_for(kLookForPortEvery);
+  }
+}
+
+Event Lost(const TransferWatch& watch, const std::string& cause) {
+  const TransferWatch::Position position = watch.GetPosition();
+  Event event;
+  event.kind = EventKind::kFinished;
+  event.outcome = Outcome::kFailed;
+  event.reason = Reason::kLost;
+  event.step = watch.IsInTransfer() ? Step::kTransfer : Step::kSwitching;
+  event.block = position.block;
+  event.blocks = position.blocks;
+  event.bytes_sent = position.bytes_sent;
+  event.SetText(watch.IsInTransfer() ? InTransfer(position.block, position.blocks, cause) : cause);
+  return event;
+}
+
+Event NotOpened(const PortFailure& failure) {
+  Event event;
+  event.kind = EventKind::kFinished;
+  event.outcome = Outcome::kFailed;
+  event.reason = failure.GetReason();
+  event.SetText(failure.what());
+  return event;
+}
+
+// Serves one board. From `Run` on, it must live as long as its process.
+class Worker {
+ public:
+  Worker(const Plan& plan, std::size_t board, const std::string& log_path,
+         const EventSender& events)
+      : plan_(plan),
+        answer_timeout_(plan.answer_timeouts.at(board)),
+        log_(log_path.empty() ? BoardLog() : BoardLog(log_path)),
+        events_(events),
+        port_(MakePort(plan.command_line.ports.at(board), plan.command_line.baud_rate,
+                       answer_timeout_)),
+        traced_(*port_, log_),
+        watch_(
+            plan.command_line.trace ? static_cast<bootloadertms::ISerialPort&>(traced_) : *port_,
+            plan.bytes, [this] { return port_->HasRead(); }, [this] { TellProgress(); }) {
+    std::cout.rdbuf(log_path.empty() ? nullptr : &log_.Trace());
+  }
+
+  void Run(bool is_repeated) {
+    GiveBackWhenToldToEnd(events_, watch_, port_->GetBorrowed());
+    try {
+      is_repeated ? OpenWhenItIsBack(*port_) : Open(*port_);
+    } catch (const PortFailure& failure) {
+      events_.Send(NotOpened(failure));
+      return;
+    }
+    TellReady();
+    if (events_.WaitForGo()) {
+      Serve(is_repeated);
+    }
+    port_->Close();
+    std::signal(SIGTERM, SIG_IGN);  // there is nothing left to give back
+  }
+
+ private:
+  void TellReady() {
+    Event event;
+    event.kind = EventKind::kReady;
+    const Borrowed& borrowed = port_->GetBorrowed();
+    static_assert(sizeof borrowed <= Event::kTextSize);
+    event.SetText({reinterpret_cast<const char*>(&borrowed), sizeof borrowed});
+    events_.SendWithDescriptor(event, borrowed.descriptor);
+  }
+
+  // The event that finishes it goes out before the port is closed, which may take a driver long.
+  void Serve(bool is_repeated) {
+    try {
+      BootLoader client(
+          std::make_unique<PortDecorator>(static_cast<bootloadertms::ISerialPort&>(watch_)));
+      events_.Send(Do(is_repeated, client));
+    } catch (const PortFailure& failure) {
+      events_.Send(Lost(watch_, failure.what()));
+    } catch (const std::system_error& error) {
+      events_.Send(Lost(watch_, "the port fails (" + error.code().message() + ")"));
+    }
+  }
+
+  Event Do(bool is_repeated, BootLoader& client) {
+    const auto tell = [this](const Event& event) { events_.Send(event); };
+    if (plan_.command_line.dry_run) {
+      Event event;
+      event.kind = EventKind::kFinished;
+      event.outcome = Outcome::kReady;
+      return event;
+    }
+    return plan_.command_line.action == Action::kFlash
+               ? Flash(plan_, is_repeated, answer_timeout_, client, watch_, tell)
+               : Ask(client, tell);
+  }
+
+  void TellProgress() {
+    const TransferWatch::Position position = watch_.GetPosition();
+    const std::uint64_t tenth = position.bytes_sent * 10 / plan_.bytes;
+    const Clock::time_point now = Clock::now();
+    if (tenth == tenth_ && now < next_progress_) {
+      return;
+    }
+    next_progress_ = now + kTellProgressEvery;
+    tenth_ = tenth;
+    Event event;
+    event.kind = EventKind::kProgress;
+    event.block = position.block;
+    event.blocks = position.blocks;
+    event.bytes_sent = position.bytes_sent;
+    position.block == position.blocks ? events_.Send(event) : events_.SendIfPossible(event);
+  }
+
+  const Plan& plan_;
+  std::chrono::milliseconds answer_timeout_;
+  BoardLog log_;
+  const EventSender& events_;
+  std::unique_ptr<BoardPort> port_;
+  TracedPort traced_;
+  TransferWatch watch_;
+  Clock::time_point next_progress_;
+  std::uint64_t tenth_ = 0;
+};
+
+class LibraryWorkers : public Workers {
+ public:
+  LibraryWorkers(const Plan& plan, const std::vector<std::string>& log_paths)
+      : plan_(plan), log_paths_(log_paths) {}
+
+  void Serve(std::size_t board, int attempt, EventSender& events) override {
+    // Deliberate: never deleted, as the signal handler and std::cout use it until the process ends.
+    auto* const worker =
+        new Worker(plan_, board, log_paths_.empty() ? "" : log_paths_.at(board), events);
+    worker->Run(attempt > 1);
+  }
+
+  void GiveBack(const Event& ready, int descriptor, bool in_transfer) override {
+    Borrowed borrowed;
+    if (ready.Text().size() == sizeof borrowed) {
+      std::memcpy(&borrowed, ready.Text().data(), sizeof borrowed);
+      borrowed.descriptor = descriptor;
+      boards::GiveBack(borrowed, in_transfer);
+    }
+  }
+
+ private:
+  const Plan& plan_;
+  const std::vector<std::string>& log_paths_;
+};
+
+}  // namespace
+
+std::unique_ptr<Workers> MakeWorkers(const Plan& plan, const std::vector<std::string>& log_paths) {
+  return std::make_unique<LibraryWorkers>(plan, log_paths);
+}
+
+}  // namespace kvo::boards

@@ -1,0 +1,421 @@
+// The supervisor with real processes, whose work is made up: each notes in memory that all share
+// what it does.
+#include "boards/Supervisor.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <array>
+#include <atomic>
+#include <csignal>
+#include <functional>
+#include <map>
+#include <new>
+#include <string>
+#include <thread>
+
+namespace kvo::boards::testing {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr std::size_t kMostBoards = 8;
+
+// What processes note.
+struct Notes {
+  std::atomic<int> served_now;
+  std::atomic<int> served_at_most;
+  std::atomic<int> open_ports;
+  std::atomic<int> open_ports_at_first_go;
+  std::array<std::atomic<int>, kMostBoards> given_back;  // 1: not in a transfer, 2: in one
+  std::array<std::atomic<int>, kMostBoards> told_to_end;
+};
+
+class SharedNotes {
+ public:
+  SharedNotes()
+      : notes_(new (::mmap(nullptr, sizeof(Notes), PROT_READ | PROT_WRITE,
+                           MAP_SHARED | MAP_ANONYMOUS, -1, 0)) Notes{}) {}
+  SharedNotes(const SharedNotes&) = delete;
+  SharedNotes& operator=(const SharedNotes&) = delete;
+  ~SharedNotes() { ::munmap(notes_, sizeof(Notes)); }
+  Notes* operator->() const { return notes_; }
+
+ private:
+  Notes* notes_;
+};
+
+Event Finished(Outcome outcome, Reason reason = {}, const std::string& message = "") {
+  Event event;
+  event.kind = EventKind::kFinished;
+  event.outcome = outcome;
+  event.reason = reason;
+  event.SetText(message);
+  return event;
+}
+
+void BeginTransfer(const EventSender& events) {
+  Event event;
+  event.kind = EventKind::kStep;
+  event.step = Step::kTransfer;
+  event.blocks = 256;
+  events.Send(event);
+  event.kind = EventKind::kProgress;
+  event.block = 17;
+  events.Send(event);
+}
+
+[[noreturn]] void Hang() {
+  for (;;) {
+    ::pause();
+  }
+}
+
+// Where a worker that is told to end notes it.
+std::atomic<int>* g_told_to_end = nullptr;
+
+// The recorded changes of the boards.
+class RecordingDisplay : public Display {
+ public:
+  void Show(const BoardStatus& board, Change change) override {
+    if (change == Change::kAttempt) {
+      ++attempts[board.port];
+    } else if (change == Change::kEnd) {
+      ++ends[board.port];
+    }
+    if (on_change) {
+      on_change(board, change);
+    }
+  }
+  void Finish(const Totals& /*totals*/) override {}
+
+  std::map<std::string, int> attempts;
+  std::map<std::string, int> ends;
+  std::function<void(const BoardStatus&, Change)> on_change;
+};
+
+class SupervisorTest : public ::testing::Test, public Workers {
+ protected:
+  using Work = std::function<void(int attempt, EventSender& events)>;
+
+  void AddBoard(const Work& work) {
+    BoardStatus board;
+    board.port = std::to_string(boards_.size());
+    boards_.push_back(board);
+    works_.push_back(work);
+    limits_.deadlines.emplace_back(60s);
+  }
+
+  void AddGoodBoard() {
+    AddBoard([](int, EventSender& events) { events.Send(Finished(Outcome::kFlashed)); });
+  }
+
+  int Run() { return Supervisor(boards_, limits_, *this, display_).Run(); }
+
+  void ExpectGood(std::size_t board) {
+    EXPECT_EQ(boards_.at(board).end->outcome, Outcome::kFlashed);
+  }
+
+  void ExpectFailed(std::size_t board, Reason reason, const std::string& message) {
+    const BoardStatus::End& end = *boards_.at(board).end;
+    EXPECT_EQ(end.outcome, Outcome::kFailed);
+    EXPECT_EQ(NameOf(end.reason), NameOf(reason));
+    EXPECT_EQ(end.message, message);
+  }
+
+  // In the worker's process.
+  void Serve(std::size_t board, int attempt, EventSender& events) override {
+    g_told_to_end = &notes_->told_to_end.at(board);
+    std::signal(SIGTERM, [](int) {
+      ++*g_told_to_end;
+      ::_exit(0);
+    });
+    if (before_opening_) {
+      before_opening_(board);
+    }
+    ++notes_->open_ports;
+    Event ready;
+    ready.kind = EventKind::kReady;
+    ready.SetText(std::to_string(board));
+    events.SendWithDescriptor(ready, STDIN_FILENO);
+    if (!events.WaitForGo()) {
+      return;
+    }
+    int none = 0;
+    notes_->open_ports_at_first_go.compare_exchange_strong(none, notes_->open_ports);
+    const int served = ++notes_->served_now;
+    if (served > notes_->served_at_most) {
+      notes_->served_at_most = served;
+    }
+    works_.at(board)(attempt, events);
+    --notes_->served_now;
+  }
+
+  void GiveBack(const Event& ready, int descriptor, bool in_transfer) override {
+    if (::fcntl(descriptor, F_GETFD) != -1) {
+      notes_->given_back.at(std::stoul(std::string(ready.Text()))) = in_transfer ? 2 : 1;
+    }
+  }
+
+  std::vector<BoardStatus> boards_;
+  std::vector<Work> works_;
+  std::function<void(std::size_t board)> before_opening_;
+  Limits limits_;
+  RecordingDisplay display_;
+  SharedNotes notes_;
+};
+
+const std::string kAtBlock17 =
+    " at block 17 of 256: the board has no valid application, flash it again";
+
+TEST_F(SupervisorTest, EachBoardIsServedOnce) {
+  for (int i = 0; i < 4; ++i) {
+    AddGoodBoard();
+  }
+  EXPECT_EQ(Run(), 0);
+  for (std::size_t i = 0; i < 4; ++i) {
+    ExpectGood(i);
+    EXPECT_EQ(boards_.at(i).attempt, 1);
+    EXPECT_EQ(notes_->given_back.at(i), 0);
+  }
+  const std::map<std::string, int> once = {{"0", 1}, {"1", 1}, {"2", 1}, {"3", 1}};
+  EXPECT_EQ(display_.attempts, once);
+  EXPECT_EQ(display_.ends, once);
+}
+
+TEST_F(SupervisorTest, NoBoardBeginsBeforeAllPortsAreOpen) {
+  limits_.jobs = 1;
+  before_opening_ = [](std::size_t board) {
+    if (board == 2) {
+      std::this_thread::sleep_for(300ms);
+    }
+  };
+  for (int i = 0; i < 3; ++i) {
+    AddGoodBoard();
+  }
+  EXPECT_EQ(Run(), 0);
+  EXPECT_EQ(notes_->open_ports_at_first_go, 3);
+}
+
+TEST_F(SupervisorTest, NoMoreBoardsAtOnceThanAllowed) {
+  limits_.jobs = 2;
+  for (int i = 0; i < 6; ++i) {
+    AddBoard([](int, EventSender& events) {
+      std::this_thread::sleep_for(50ms);
+      events.Send(Finished(Outcome::kFlashed));
+    });
+  }
+  EXPECT_EQ(Run(), 0);
+  EXPECT_EQ(notes_->served_at_most, 2);
+  EXPECT_EQ(display_.ends.size(), 6U);
+}
+
+TEST_F(SupervisorTest, ACrashIsToldAndItsPortGivenBack) {
+  AddBoard([](int, EventSender& events) {
+    BeginTransfer(events);
+    ::raise(SIGKILL);
+  });
+  AddGoodBoard();
+  AddBoard([](int, EventSender&) { throw std::bad_alloc(); });
+  AddBoard([](int, EventSender&) {});
+  EXPECT_EQ(Run(), 0);
+  ExpectFailed(0, Reason::kCrashed,
+               "the process that served it was ended by signal 9 (Killed)" + kAtBlock17);
+  EXPECT_EQ(notes_->given_back.at(0), 2);
+  ExpectGood(1);
+  ExpectFailed(2, Reason::kCrashed,
+               "the process that served it ended with status 1 before anything was sent");
+  EXPECT_EQ(notes_->given_back.at(2), 1);
+  ExpectFailed(3, Reason::kCrashed,
+               "the process that served it was ended by another before anything was sent");
+  EXPECT_EQ(notes_->given_back.at(3), 0);
+}
+
+TEST_F(SupervisorTest, ABoardThatExceedsItsDeadlineIsToldToEnd) {
+  AddBoard([](int, EventSender& events) {
+    BeginTransfer(events);
+    Hang();
+  });
+  AddGoodBoard();
+  limits_.deadlines.front() = 300ms;
+  EXPECT_EQ(Run(), 0);
+  ExpectFailed(0, Reason::kDeadline, "not done after 0.3 s" + kAtBlock17);
+  EXPECT_TRUE(boards_.front().end->in_transfer);
+  EXPECT_EQ(notes_->told_to_end.at(0), 1);
+  EXPECT_EQ(notes_->given_back.at(0), 0);
+  ExpectGood(1);
+}
+
+TEST_F(SupervisorTest, AWorkerThatDoesNotEndIsKilledAndItsPortGivenBack) {
+  before_opening_ = [](std::size_t) { std::signal(SIGTERM, SIG_IGN); };
+  AddBoard([](int, EventSender&) { Hang(); });
+  limits_.deadlines.front() = 1ms;
+  EXPECT_EQ(Run(), 0);
+  ExpectFailed(0, Reason::kDeadline, "not done after 0.001 s before anything was sent");
+  EXPECT_EQ(notes_->given_back.at(0), 1);
+}
+
+TEST_F(SupervisorTest, AStoppedWorkerHoldsNobodyUp) {
+  AddBoard([](int, EventSender&) { ::raise(SIGSTOP); });
+  AddGoodBoard();
+  limits_.deadlines.front() = 1ms;
+  EXPECT_EQ(Run(), 0);
+  EXPECT_EQ(boards_.front().end->reason, Reason::kDeadline);
+  ExpectGood(1);
+}
+
+TEST_F(SupervisorTest, WhatAWorkerHasFinishedCountsAlsoIfItHangsAfterwards) {
+  AddBoard([](int, EventSender& events) {
+    BeginTransfer(events);
+    events.Send(Finished(Outcome::kFlashed));
+    Hang();
+  });
+  EXPECT_EQ(Run(), 0);
+  ExpectGood(0);
+  EXPECT_EQ(notes_->given_back.at(0), 1);
+}
+
+TEST_F(SupervisorTest, ALostPortIsToldWithWhatThatMeans) {
+  AddBoard([](int, EventSender& events) {
+    Event event;
+    event.kind = EventKind::kStep;
+    event.step = Step::kStarting;
+    events.Send(event);
+    events.Send(Finished(Outcome::kFailed, Reason::kLost, "the port is gone"));
+  });
+  EXPECT_EQ(Run(), 0);
+  ExpectFailed(0, Reason::kLost,
+               "the port is gone while the application was started: the board is flashed");
+}
+
+TEST_F(SupervisorTest, NoDeadlineMeansNone) {
+  AddBoard([](int, EventSender& events) {
+    std::this_thread::sleep_for(200ms);
+    events.Send(Finished(Outcome::kFlashed));
+  });
+  limits_.deadlines.front() = 0ms;
+  EXPECT_EQ(Run(), 0);
+  ExpectGood(0);
+}
+
+struct Repetition {
+  Reason reason;
+  int attempts;
+};
+
+class RepetitionTest : public SupervisorTest, public ::testing::WithParamInterface<Repetition> {};
+
+TEST_P(RepetitionTest, OnlyWhatMayGoWellIsTriedAgain) {
+  limits_.attempts = 3;
+  AddBoard([](int, EventSender& events) {
+    events.Send(Finished(Outcome::kFailed, GetParam().reason, "so it was"));
+  });
+  EXPECT_EQ(Run(), 0);
+  ExpectFailed(0, GetParam().reason, "so it was");
+  EXPECT_EQ(boards_.front().attempt, GetParam().attempts);
+  EXPECT_EQ(display_.attempts.at("0"), GetParam().attempts);
+  EXPECT_EQ(display_.ends.at("0"), 1);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Reasons, RepetitionTest,
+    ::testing::Values(Repetition{Reason::kBroken, 3}, Repetition{Reason::kLost, 3},
+                      Repetition{Reason::kDeadline, 3}, Repetition{Reason::kRejected, 3},
+                      Repetition{Reason::kRefused, 1}, Repetition{Reason::kSilent, 1},
+                      Repetition{Reason::kNotStarted, 1}, Repetition{Reason::kCrashed, 1}),
+    [](const auto& row) {
+      std::string name(NameOf(row.param.reason));
+      std::erase(name, '-');
+      return name;
+    });
+
+TEST_F(SupervisorTest, AnAttemptThatGoesWellIsTheLast) {
+  limits_.attempts = 5;
+  AddBoard([](int attempt, EventSender& events) {
+    events.Send(attempt < 3 ? Finished(Outcome::kFailed, Reason::kBroken)
+                            : Finished(Outcome::kFlashed));
+  });
+  EXPECT_EQ(Run(), 0);
+  ExpectGood(0);
+  EXPECT_EQ(boards_.front().attempt, 3);
+}
+
+TEST_F(SupervisorTest, APortThatCannotBeOpenedIsNotTriedAgain) {
+  limits_.attempts = 3;
+  before_opening_ = [](std::size_t) { ::_exit(0); };
+  AddGoodBoard();
+  EXPECT_EQ(Run(), 0);
+  EXPECT_EQ(boards_.front().end->reason, Reason::kCrashed);
+  EXPECT_EQ(boards_.front().attempt, 0);
+  EXPECT_TRUE(display_.attempts.empty());
+}
+
+TEST_F(SupervisorTest, AnInterruptEndsWhatIsInWorkAndBeginsNothing) {
+  limits_.jobs = 1;
+  limits_.attempts = 3;
+  AddBoard([](int, EventSender& events) {
+    BeginTransfer(events);
+    Hang();
+  });
+  AddGoodBoard();
+  display_.on_change = [](const BoardStatus& board, Change change) {
+    if (change == Change::kProgress && board.block == 17) {
+      ::raise(SIGTERM);
+    }
+  };
+  EXPECT_EQ(Run(), SIGTERM);
+  ExpectFailed(0, Reason::kInterrupted, "interrupted" + kAtBlock17);
+  EXPECT_EQ(notes_->told_to_end.at(0), 1);
+  ExpectFailed(1, Reason::kInterrupted, "interrupted before anything was sent");
+  EXPECT_EQ(boards_.at(1).attempt, 0);
+}
+
+TEST_F(SupervisorTest, ASecondInterruptEndsWorkersThatDoNotEndByThemselves) {
+  before_opening_ = [](std::size_t) { std::signal(SIGTERM, SIG_IGN); };
+  AddBoard([](int, EventSender& events) {
+    BeginTransfer(events);
+    Hang();
+  });
+  display_.on_change = [](const BoardStatus& board, Change change) {
+    if (change == Change::kProgress && board.block == 17) {
+      ::raise(SIGINT);
+      ::raise(SIGHUP);
+    }
+  };
+  EXPECT_EQ(Run(), SIGINT);
+  ExpectFailed(0, Reason::kInterrupted, "interrupted" + kAtBlock17);
+  EXPECT_EQ(notes_->given_back.at(0), 2);
+}
+
+TEST_F(SupervisorTest, AnIgnoredSignalStaysIgnored) {
+  std::signal(SIGHUP, SIG_IGN);
+  AddBoard([](int, EventSender& events) {
+    ::kill(::getppid(), SIGHUP);
+    events.Send(Finished(Outcome::kFlashed));
+  });
+  EXPECT_EQ(Run(), 0);
+  std::signal(SIGHUP, SIG_DFL);
+  ExpectGood(0);
+}
+
+TEST_F(SupervisorTest, AWorkerHoldsNothingOfOthers) {
+  std::array<int, 2> pipe{};
+  ASSERT_EQ(::pipe(pipe.data()), 0);
+  AddBoard([](int, EventSender& events) {
+    for (int descriptor = 4; descriptor < 256; ++descriptor) {
+      if (::fcntl(descriptor, F_GETFD) != -1) {
+        return;  // which is a crash
+      }
+    }
+    events.Send(Finished(Outcome::kFlashed));
+  });
+  EXPECT_EQ(Run(), 0);
+  ::close(pipe[0]);
+  ::close(pipe[1]);
+  ExpectGood(0);
+}
+
+}  // namespace
+}  // namespace kvo::boards::testing

@@ -1,0 +1,118 @@
+// Workers of the program, each in a process of its own, up to the go.
+#include "boards/Workers.h"
+
+#include <gtest/gtest.h>
+#include <malloc.h>
+#include <poll.h>
+#include <sys/inotify.h>
+
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <functional>
+#include <string>
+#include <thread>
+
+#include "boards/WorkerProcess.h"
+#include "support/Files.h"
+#include "support/Processes.h"
+#include "support/RecordedSystemCalls.h"
+#include "support/TestTerminal.h"
+
+namespace kvo::boards {
+namespace {
+
+using namespace std::chrono_literals;
+using bootloadertms::testing::RecordedSystemCalls;
+using bootloadertms::testing::RunningProgram;
+using bootloadertms::testing::TemporaryFolder;
+using bootloadertms::testing::TestTerminal;
+
+constexpr auto kTooLong = 60s;
+
+class WorkersTest : public ::testing::Test {
+ protected:
+  // Begins to serve the board at that port; nothing is done with it after the go. `prepare` is
+  // called in the worker's process.
+  void Serve(const std::string& port, int attempt = 1, const std::function<void()>& prepare = {}) {
+    plan_.command_line.ports = {ParsePort(port)};
+    plan_.command_line.dry_run = true;
+    plan_.answer_timeouts = {200ms};
+    workers_ = MakeWorkers(plan_, logs_);
+    process_ = std::make_unique<WorkerProcess>([=, this](EventSender& events, int) {
+      if (prepare) {
+        prepare();
+      }
+      workers_->Serve(0, attempt, events);
+    });
+  }
+
+  Event NextEvent() {
+    pollfd readable{.fd = process_->Events().Descriptor(), .events = POLLIN, .revents = 0};
+    EXPECT_EQ(::poll(&readable, 1, std::chrono::milliseconds(kTooLong).count()), 1);
+    auto message = process_->Events().Receive();
+    return message ? message->event : Event();
+  }
+
+  void ExpectReady() {
+    const Event event = NextEvent();
+    EXPECT_EQ(event.kind, EventKind::kReady) << event.Text();
+  }
+
+  void ExpectFailed(Reason reason, const std::string& message) {
+    const Event event = NextEvent();
+    EXPECT_EQ(event.kind, EventKind::kFinished);
+    EXPECT_EQ(NameOf(event.reason), NameOf(reason));
+    EXPECT_EQ(event.Text(), message);
+  }
+
+  void ExpectExitStatusZero() {
+    const auto limit = std::chrono::steady_clock::now() + kTooLong;
+    while (!process_->WaitStatus() && std::chrono::steady_clock::now() < limit) {
+      std::this_thread::sleep_for(5ms);
+    }
+    EXPECT_EQ(process_->WaitStatus(), 0);
+  }
+
+  const TestTerminal terminal_;
+  const TemporaryFolder folder_;
+  std::vector<std::string> logs_;
+  Plan plan_;
+  std::unique_ptr<Workers> workers_;
+  std::unique_ptr<WorkerProcess> process_;
+};
+
+// Freed memory is overwritten, so that what still uses it fails.
+TEST_F(WorkersTest, AWorkerWithALogEndsWell) {
+  for (const std::string& port : {terminal_.Path(), folder_.Path("none")}) {
+    logs_ = {folder_.Path("log")};
+    Serve(port, 1, [] { ::mallopt(M_PERTURB, 0xA5); });
+    NextEvent();
+    process_->Events().SendGo();
+    ExpectExitStatusZero();
+  }
+}
+
+TEST_F(WorkersTest, APortThatCannotBeConfiguredIsToldByItsReason) {
+  Serve(terminal_.Path(), 1, [] {
+    auto* const calls = new RecordedSystemCalls;  // for as long as the process
+    calls->Fail("tcgetattr", 1, EINVAL);
+  });
+  ExpectFailed(Reason::kMissing, "can't be opened: Invalid argument");
+  ExpectExitStatusZero();
+}
+
+TEST_F(WorkersTest, ABusyPortIsWaitedForByALaterAttempt) {
+  RunningProgram holder({"sh", "-c", "exec 3<>$0; echo open; read line <&3", terminal_.Path()});
+  holder.FirstLine();
+  const UniqueDescriptor changes(::inotify_init1(IN_CLOEXEC));
+  ASSERT_NE(::inotify_add_watch(changes.Get(), terminal_.Path().c_str(), IN_CLOSE), -1);
+  Serve(terminal_.Path(), 2);
+  pollfd closed{.fd = changes.Get(), .events = POLLIN, .revents = 0};
+  ASSERT_EQ(::poll(&closed, 1, std::chrono::milliseconds(kTooLong).count()), 1);  // tried in vain
+  holder.Signal(SIGKILL);
+  ExpectReady();
+}
+
+}  // namespace
+}  // namespace kvo::boards
