@@ -1,0 +1,360 @@
+// Runs that end by a signal, and processes of theirs that die or hang: what the boards get, what
+// becomes of their ports, and what is told.
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <csignal>
+#include <iterator>
+#include <string>
+
+#include "program/boards/BoardsProgram.h"
+
+namespace kvo::bootloadertms::testing {
+namespace {
+
+using namespace std::chrono_literals;
+using namespace std::string_literals;
+using std::chrono::steady_clock;
+using ::testing::HasSubstr;
+
+// In a form that a failed comparison shows.
+std::vector<unsigned> NumbersOf(const termios& settings) {
+  std::vector<unsigned> numbers = {settings.c_iflag,         settings.c_oflag,
+                                   settings.c_cflag,         settings.c_lflag,
+                                   ::cfgetispeed(&settings), ::cfgetospeed(&settings)};
+  numbers.insert(numbers.end(), std::begin(settings.c_cc), std::end(settings.c_cc));
+  return numbers;
+}
+
+// A board with settings on its line that no program would choose.
+class OddBoard : public PlayedBoard {
+ public:
+  OddBoard() {
+    termios settings = Terminal().Settings();
+    settings.c_iflag = IGNBRK | ICRNL | IXANY;
+    settings.c_oflag = OPOST | OCRNL;
+    settings.c_lflag = ICANON | NOFLSH;
+    settings.c_cc[VMIN] = 7;
+    settings.c_cc[VTIME] = 9;
+    settings.c_cc[VINTR] = 'i';
+    ::cfsetspeed(&settings, B19200);
+    Terminal().SetSettings(settings);
+    found_ = NumbersOf(Terminal().Settings());
+  }
+
+  void ExpectPortGivenBack() const {
+    EXPECT_EQ(NumbersOf(Terminal().Settings()), found_);
+    EXPECT_EQ(RunProgram({"flock", "--nonblock", Path(), "true"}).exit_status, 0);
+    const int port = ::open(Path().c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK);
+    ASSERT_NE(port, -1);
+    int is_exclusive = -1;
+    EXPECT_EQ(::ioctl(port, TIOCGEXCL, &is_exclusive), 0);
+    EXPECT_EQ(is_exclusive, 0);
+    ::close(port);
+  }
+
+ private:
+  std::vector<unsigned> found_;
+};
+
+// A place in a run.
+struct Stage {
+  const char* name;
+  void (*reach)(const PlayedBoard& board);
+  bool in_transfer;
+  const char* told;  // in the message
+};
+
+void PrintTo(const Stage& stage, std::ostream* out) { *out << stage.name; }
+
+const Stage kPing{"Ping", [](const PlayedBoard& board) { board.Gets(1); }, false, ""};
+const Stage kWaitForC{"WaitForC", [](const PlayedBoard& board) { board.GetsTheReceiveCommand(); },
+                      true, ""};
+const Stage kPacketZero{"PacketZero",
+                        [](const PlayedBoard& board) {
+                          ASSERT_NO_FATAL_FAILURE(board.GetsTheReceiveCommand());
+                          board.Terminal().Send("C");
+                          board.Gets(133);
+                        },
+                        true, ""};
+const Stage kBlock{"Block", [](const PlayedBoard& board) { board.GetsABlockAfter(1); }, true,
+                   "block 2 of 3"};
+const Stage kVerdict{"Verdict",
+                     [](const PlayedBoard& board) {
+                       ASSERT_NO_FATAL_FAILURE(board.GetsABlockAfter(2));
+                       board.Terminal().Send("\x06");
+                       ASSERT_NO_FATAL_FAILURE(board.Gets(1,
+                                                          "\x06"
+                                                          "C"));
+                       board.Gets(133, "\x06");
+                     },
+                     true, "block 3 of 3"};
+const Stage kStart{"Start",
+                   [](const PlayedBoard& board) {
+                     ASSERT_NO_FATAL_FAILURE(kVerdict.reach(board));
+                     board.Terminal().Send("O");
+                     ASSERT_EQ(board.Terminal().Receive(1), "6");
+                   },
+                   false, ""};
+
+class StoppedRunTest : public ::testing::Test {
+ protected:
+  // Waits for answers as good as indefinitely.
+  void RunUpTo(const Stage& stage, const std::vector<std::string>& options = {},
+               const std::vector<std::string>& other_ports = {}) {
+    program_ = StartBoards(
+        std::vector<std::string>{"flash", "--json", "--no-switch", "--answer-timeout", "25000"} +
+        options + std::vector<std::string>{image_, board_.Path()} + other_ports);
+    stage.reach(board_);
+  }
+
+  pid_t Worker() const { return WorkerOf(*program_, board_.Path()); }
+
+  const TemporaryFolder folder_;
+  const std::string image_ = folder_.WriteFile("fw_tv.bin", ImageOf(2548));
+  OddBoard board_;
+  std::unique_ptr<RunningProgram> program_;
+};
+
+class InterruptedRun : public StoppedRunTest,
+                       public ::testing::WithParamInterface<std::tuple<int, Stage>> {};
+
+TEST_P(InterruptedRun, EndsTheTransferGivesBackThePortAndTellsWhere) {
+  const auto& [signal, stage] = GetParam();
+  ASSERT_NO_FATAL_FAILURE(RunUpTo(stage, {"--attempts", "3"}));
+  program_->Signal(signal);
+  const Report report = ReportOf(*program_);
+  EXPECT_EQ(report.exit_status, 128 + signal);
+  EXPECT_EQ(board_.Rest(), stage.in_transfer ? kCanCan : "");
+  board_.ExpectPortGivenBack();
+  const Json finished = report.Only("finished");
+  EXPECT_THAT(finished, FailedBy("interrupted"));
+  EXPECT_THAT(finished, HasFields(Json{{"attempts", 1}}));
+  EXPECT_THAT(finished.value("message", ""), HasSubstr(stage.told));
+  EXPECT_THAT(report.Only("summary"), HasFields(Json{{"flashed", 0}, {"failed", 1}}));
+}
+
+INSTANTIATE_TEST_SUITE_P(StoppedRunTest, InterruptedRun,
+                         ::testing::Combine(::testing::Values(SIGINT, SIGTERM, SIGHUP),
+                                            ::testing::Values(kPing, kWaitForC, kPacketZero, kBlock,
+                                                              kVerdict, kStart)),
+                         [](const auto& row) {
+                           return std::get<1>(row.param).name + "Sig"s +
+                                  ::sigabbrev_np(std::get<0>(row.param));
+                         });
+
+TEST_F(StoppedRunTest, AnInterruptBeforeTheBootloaderAnswersSendsNothingMore) {
+  program_ = StartBoards({"flash", "--json", image_, board_.Path()});
+  ASSERT_NO_FATAL_FAILURE(board_.Gets(1));
+  program_->Signal(SIGINT);
+  const Report report = ReportOf(*program_);
+  EXPECT_EQ(report.exit_status, 128 + SIGINT);
+  EXPECT_THAT(report.Only("finished"), FailedBy("interrupted"));
+  EXPECT_THAT(board_.Rest(), ::testing::Not(HasSubstr("\x18")));
+  board_.ExpectPortGivenBack();
+}
+
+TEST_F(StoppedRunTest, AnInterruptFromTheKeyboardWhichReachesAllProcessesIsTheSame) {
+  program_ =
+      StartBoards(kTransferAlone + std::vector<std::string>{image_, board_.Path()}, {"setsid"});
+  ASSERT_NO_FATAL_FAILURE(board_.GetsABlockAfter(0));
+  ::kill(-program_->Id(), SIGINT);
+  const Report report = ReportOf(*program_);
+  EXPECT_EQ(report.exit_status, 128 + SIGINT);
+  EXPECT_THAT(report.Only("finished"), FailedBy("interrupted"));
+  EXPECT_EQ(board_.Rest(), kCanCan);
+  board_.ExpectPortGivenBack();
+}
+
+TEST_F(StoppedRunTest, AnInterruptReachesBoardsThatWaitForTheirTurn) {
+  const OddBoard waiting;
+  program_ = StartBoards(kTransferAlone + std::vector<std::string>{"--jobs", "1", image_,
+                                                                   board_.Path(), waiting.Path()});
+  ASSERT_NO_FATAL_FAILURE(board_.GetsTheReceiveCommand());
+  program_->Signal(SIGINT);
+  const Report report = ReportOf(*program_);
+  EXPECT_EQ(report.exit_status, 128 + SIGINT);
+  EXPECT_THAT(report.Only("finished", waiting.Path()), FailedBy("interrupted"));
+  EXPECT_TRUE(report.All("progress", waiting.Path()).empty());
+  EXPECT_EQ(waiting.Rest(), "");
+  waiting.ExpectPortGivenBack();
+  EXPECT_EQ(board_.Rest(), kCanCan);
+}
+
+TEST_F(StoppedRunTest, AnInterruptLeavesThoseThatWereFlashedFlashed) {
+  const SimulatedBoard good({"--state", "bootloader"});
+  program_ =
+      StartBoards(kTransferAlone + std::vector<std::string>{image_, board_.Path(), good.Path()});
+  EXPECT_TRUE(program_->WaitUntil(
+      [this] { return program_->Output().find("flashed") != std::string::npos; }, 60s));
+  program_->Signal(SIGTERM);
+  const Report report = ReportOf(*program_);
+  EXPECT_EQ(report.exit_status, 128 + SIGTERM);
+  EXPECT_THAT(report.Only("finished", good.Path()), HasFields(Json{{"result", "flashed"}}));
+  EXPECT_THAT(report.Only("summary"),
+              HasFields(Json{{"boards", 2}, {"flashed", 1}, {"failed", 1}}));
+}
+
+TEST_F(StoppedRunTest, InfoEndsByTheSignalToo) {
+  program_ = StartBoards({"info", "--json", board_.Path()});
+  ASSERT_NO_FATAL_FAILURE(board_.Gets(1));
+  program_->Signal(SIGINT);
+  EXPECT_EQ(ReportOf(*program_).exit_status, 128 + SIGINT);
+  EXPECT_THAT(board_.Rest(), ::testing::Not(HasSubstr("\x18")));
+  board_.ExpectPortGivenBack();
+}
+
+// Of a report that nobody reads.
+class UnreadReport : public StoppedRunTest {
+ protected:
+  UnreadReport() {
+    const std::string fifo = folder_.Path("fifo");
+    ::mkfifo(fifo.c_str(), 0600);
+    reader_ = ::open(fifo.c_str(), O_RDWR | O_NONBLOCK);
+    while (::write(reader_, "x", 1) == 1) {
+    }
+    program_ = StartBoards(kTransferAlone + std::vector<std::string>{image_, board_.Path()},
+                           {"/bin/sh", "-c", R"(exec "$@" >"$0")", fifo});
+  }
+  ~UnreadReport() override { ::close(reader_); }
+
+  // The first interrupt ends the transfer.
+  void InterruptTheTransfer() {
+    ASSERT_NO_FATAL_FAILURE(board_.GetsTheReceiveCommand());
+    program_->Signal(SIGINT);
+    EXPECT_EQ(board_.Terminal().Receive(2), kCanCan);
+  }
+
+  void ExpectEndBefore(steady_clock::time_point limit) {
+    EXPECT_EQ(program_->Wait(), 128 + SIGTERM);
+    EXPECT_LT(steady_clock::now(), limit);
+  }
+
+ private:
+  int reader_;
+};
+
+TEST_F(UnreadReport, EndsByTheSecondInterruptThatComesAfterTheWork) {
+  ASSERT_NO_FATAL_FAILURE(InterruptTheTransfer());
+  EXPECT_TRUE(program_->WaitUntil([this] { return ChildrenOf(program_->Id()).empty(); }, 60s));
+  const auto second = steady_clock::now();
+  program_->Signal(SIGTERM);
+  ExpectEndBefore(second + 10s);
+}
+
+TEST_F(UnreadReport, EndsByTheSecondInterruptThatComesMeanwhile) {
+  ASSERT_NO_FATAL_FAILURE(board_.GetsTheReceiveCommand());
+  ::kill(Worker(), SIGSTOP);
+  const auto begin = steady_clock::now();
+  program_->Signal(SIGINT);
+  program_->Signal(SIGTERM);
+  ExpectEndBefore(begin + 10s);
+}
+
+// A worker that hangs doesn't see the first interrupt.
+TEST_F(StoppedRunTest, TheSecondInterruptEndsAtOnce) {
+  ASSERT_NO_FATAL_FAILURE(RunUpTo(kBlock));
+  const pid_t worker = Worker();
+  ASSERT_NE(worker, -1);
+  ::kill(worker, SIGSTOP);
+  const auto begin = steady_clock::now();
+  program_->Signal(SIGINT);
+  program_->Signal(SIGTERM);  // the same might count as one
+  EXPECT_EQ(program_->Wait(), 128 + SIGTERM);
+  EXPECT_LT(steady_clock::now() - begin, 1s);
+  EXPECT_TRUE(WaitUntilGone(worker));
+}
+
+class HangingWorker : public StoppedRunTest {
+ protected:
+  void HangIn(const Stage& stage, const std::vector<std::string>& options = {}) {
+    ASSERT_NO_FATAL_FAILURE(RunUpTo(stage, options));
+    worker_ = Worker();
+    ASSERT_NE(worker_, -1);
+    ::kill(worker_, SIGSTOP);
+  }
+  void ExpectEndOf(const Report& report, const std::string& reason, const std::string& rest) {
+    EXPECT_THAT(report.Only("finished", board_.Path()), FailedBy(reason));
+    EXPECT_EQ(board_.Rest(), rest);
+    EXPECT_TRUE(WaitUntilGone(worker_));
+    board_.ExpectPortGivenBack();
+  }
+  pid_t worker_ = -1;
+};
+
+TEST_F(HangingWorker, IsEndedByAnInterrupt) {
+  ASSERT_NO_FATAL_FAILURE(HangIn(kBlock));
+  program_->Signal(SIGTERM);
+  const Report report = ReportOf(*program_);
+  EXPECT_EQ(report.exit_status, 128 + SIGTERM);
+  ExpectEndOf(report, "interrupted", kCanCan);
+}
+
+TEST_F(HangingWorker, IsEndedByItsDeadline) {
+  ASSERT_NO_FATAL_FAILURE(HangIn(kBlock, {"--deadline", "3"}));
+  const Report report = ReportOf(*program_);
+  EXPECT_EQ(report.exit_status, 1);
+  ExpectEndOf(report, "deadline", kCanCan);
+}
+
+class KilledWorker : public StoppedRunTest, public ::testing::WithParamInterface<Stage> {};
+
+TEST_P(KilledWorker, IsToldAndHarmsNoOther) {
+  const SimulatedBoard good({"--state", "bootloader", "--fault", "late=1500@start"});
+  ASSERT_NO_FATAL_FAILURE(RunUpTo(GetParam(), {"--no-start"}, {good.Path()}));
+  ASSERT_NE(Worker(), -1);
+  ::kill(Worker(), SIGKILL);
+  const Report report = ReportOf(*program_);
+  EXPECT_EQ(report.exit_status, 1);
+  EXPECT_THAT(report.Only("finished", board_.Path()), FailedBy("crashed"));
+  EXPECT_THAT(report.Only("finished", good.Path()), HasFields(Json{{"result", "flashed"}}));
+  EXPECT_EQ(good.Flash(), ReadFile(image_));
+  EXPECT_EQ(board_.Rest(), GetParam().in_transfer ? kCanCan : "");
+  board_.ExpectPortGivenBack();
+}
+
+INSTANTIATE_TEST_SUITE_P(StoppedRunTest, KilledWorker, ::testing::Values(kPing, kWaitForC, kBlock),
+                         [](const auto& row) { return row.param.name; });
+
+class KilledSupervisor : public StoppedRunTest, public ::testing::WithParamInterface<Stage> {};
+
+TEST_P(KilledSupervisor, EndsItsWorkersThatGiveBackTheirPorts) {
+  ASSERT_NO_FATAL_FAILURE(RunUpTo(GetParam()));
+  const pid_t worker = Worker();
+  ASSERT_NE(worker, -1);
+  program_->Signal(SIGKILL);
+  EXPECT_EQ(program_->Wait(), 128 + SIGKILL);
+  EXPECT_TRUE(WaitUntilGone(worker));
+  EXPECT_EQ(board_.Rest(), GetParam().in_transfer ? kCanCan : "");
+  board_.ExpectPortGivenBack();
+}
+
+INSTANTIATE_TEST_SUITE_P(StoppedRunTest, KilledSupervisor,
+                         ::testing::Values(kPing, kWaitForC, kBlock, kVerdict),
+                         [](const auto& row) { return row.param.name; });
+
+// The bytes of a terminal that nobody reads at its far end go nowhere.
+TEST_F(StoppedRunTest, ALineThatTakesNoBytesHoldsUpNoInterrupt) {
+  const std::string image = folder_.WriteFile("long_tv.bin", ImageOf(200000));
+  program_ = StartBoards(kTransferAlone + std::vector<std::string>{image, board_.Path()});
+  ASSERT_NO_FATAL_FAILURE(board_.GetsTheReceiveCommand());
+  // An answer to packet 0, to each block that comes, and nobody who takes them.
+  board_.Terminal().Send(
+      "C\x06"
+      "C" +
+      std::string(150, '\x06'));
+  EXPECT_TRUE(program_->WaitUntil(
+      [this] { return program_->Output().find("progress") != std::string::npos; }, 60s));
+  program_->Signal(SIGINT);
+  EXPECT_EQ(ReportOf(*program_).exit_status, 128 + SIGINT);
+  board_.ExpectPortGivenBack();
+}
+
+}  // namespace
+}  // namespace kvo::bootloadertms::testing
