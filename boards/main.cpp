@@ -1,4 +1,5 @@
 #include <fcntl.h>
+#include <nss.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -33,6 +34,15 @@ void OpenStandardDescriptors() {
     descriptor = ::open("/dev/null", O_RDWR);
   } while (descriptor != -1 && descriptor <= STDERR_FILENO);
   ::close(descriptor);
+}
+
+// A program that needs no libraries can't load the modules that /etc/nsswitch.conf may name. Those
+// named here are built in.
+void KeepToBuiltInLookups() {
+#ifdef KVO_STATIC
+  ::__nss_configure_lookup("hosts", "files dns");
+  ::__nss_configure_lookup("group", "files");
+#endif
 }
 
 std::vector<BoardStatus> BoardsOf(const Plan& plan) {
@@ -118,6 +128,7 @@ int Run(const Plan& plan) {
 
 int Main(int argc, const char* const* argv) {
   OpenStandardDescriptors();
+  KeepToBuiltInLookups();
   std::signal(SIGPIPE, SIG_IGN);
   CommandLine command_line;
   if (const std::optional<int> status = ParseCommandLine(argc, argv, command_line)) {

@@ -20,6 +20,15 @@ macro(kvo_find_nlohmann_json)
   endif()
 endmacro()
 
+# kvo_find_libserialport(): the target PkgConfig::libserialport.
+macro(kvo_find_libserialport)
+  find_package(PkgConfig REQUIRED)
+  if(KVO_STATIC)
+    set(CMAKE_FIND_LIBRARY_SUFFIXES .a)
+  endif()
+  pkg_check_modules(libserialport REQUIRED IMPORTED_TARGET libserialport>=0.1.1)
+endmacro()
+
 # kvo_headers_alone(TARGET FOLDER): a library that is nothing but a folder of headers.
 function(kvo_headers_alone TARGET FOLDER)
   find_path(KVO_${FOLDER}_PARENT ${FOLDER} REQUIRED NO_CMAKE_FIND_ROOT_PATH)
