@@ -5,6 +5,7 @@
 #include <sstream>
 
 #include "boards/Printable.h"
+#include "boards/display/Columns.h"
 #include "boards/display/Sentences.h"
 
 namespace kvo::boards {
@@ -17,47 +18,6 @@ constexpr std::size_t kPercent = 5;  // "100 %"
 constexpr std::size_t kFigure = 10;  // "999.9 kB/s", "59:59 left"
 constexpr std::size_t kLeastBar = 7;
 constexpr std::size_t kMostBar = 27;
-
-bool BeginsCharacter(char byte) { return (static_cast<unsigned char>(byte) & 0xc0U) != 0x80U; }
-
-// Where in `text` the character after the first `columns` begins.
-std::size_t EndOfColumns(const std::string& text, std::size_t columns) {
-  std::size_t index = 0;
-  for (; index < text.size(); ++index) {
-    if (BeginsCharacter(text[index]) && columns-- == 0) {
-      break;
-    }
-  }
-  return index;
-}
-
-std::string CutTo(const std::string& text, std::size_t columns) {
-  return text.substr(0, EndOfColumns(text, columns));
-}
-
-std::string Shortened(const std::string& text, std::size_t columns) {
-  if (ColumnsOf(text) <= columns) {
-    return text;
-  }
-  return CutTo(CutTo(text, std::max<std::size_t>(columns, 3) - 3) + "...", columns);
-}
-
-// A port's name differs from others at its end.
-std::string EndOf(const std::string& text, std::size_t columns) {
-  const std::size_t length = ColumnsOf(text);
-  if (length <= columns) {
-    return text;
-  }
-  return CutTo("..." + text.substr(EndOfColumns(text, length + 3 - columns)), columns);
-}
-
-std::string Padded(const std::string& text, std::size_t columns) {
-  return text + std::string(columns - std::min(columns, ColumnsOf(text)), ' ');
-}
-
-std::string PaddedBefore(const std::string& text, std::size_t columns) {
-  return std::string(columns - std::min(columns, ColumnsOf(text)), ' ') + text;
-}
 
 std::string Bar(const BoardStatus& board, std::size_t columns) {
   const std::size_t room = columns - 2;
@@ -126,10 +86,6 @@ std::string Figures(const BoardStatus& board, std::size_t room, Clock::time_poin
 }
 
 }  // namespace
-
-std::size_t ColumnsOf(const std::string& text) {
-  return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), BeginsCharacter));
-}
 
 LineLayout LayoutFor(const std::vector<BoardStatus>& boards, std::size_t width) {
   std::size_t longest = 0;

@@ -31,7 +31,4 @@ ScreenLine LineOf(const BoardStatus& board, const LineLayout& layout, Clock::tim
 // How the board ended, in as many lines as that takes, the port and the message whole.
 std::vector<ScreenLine> WholeLinesOf(const BoardStatus& board, const LineLayout& layout);
 
-// How many columns a text takes, each character one.
-std::size_t ColumnsOf(const std::string& text);
-
 }  // namespace kvo::boards

@@ -1,18 +1,24 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "boards/BoardStatus.h"
+#include "boards/display/BoardLine.h"
+#include "boards/display/InPlace.h"
 
+// Green for what is good, red for what isn't.
 namespace kvo::boards {
 
-// `text`, which belongs to how a board ended, in green or red. What a board has answered keeps the
-// terminal's own colour.
-inline std::string Colored(const std::string& text, const BoardStatus::End& end) {
-  if (end.outcome == Outcome::kAnswered) {
-    return text;
-  }
-  return (IsGood(end) ? "\x1b[32m" : "\x1b[31m") + text + "\x1b[0m";
-}
+// `text`, which belongs to how a board ended. What a board has answered keeps the terminal's own
+// colour.
+std::string Colored(const std::string& text, const BoardStatus::End& end);
+
+// The line with the result in colour, if there is one and `with_color`.
+DrawnLine Drawn(const ScreenLine& line, const BoardStatus& board, bool with_color);
+
+// How the board ended, for the history above what is drawn in place.
+std::vector<std::string> HistoryOf(const BoardStatus& board, const LineLayout& layout,
+                                   bool with_color);
 
 }  // namespace kvo::boards

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "boards/display/Columns.h"
 #include "unit/boards/ShownBoards.h"
 
 namespace kvo::boards {
