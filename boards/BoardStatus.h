@@ -23,7 +23,8 @@ struct BoardStatus {
   std::string application;
   std::uint64_t bytes = 0;
 
-  int attempt = 0;  // 0: nothing was begun
+  bool is_left_alone = false;  // in a watch: the port is there, and nothing is done with it
+  int attempt = 0;             // 0: nothing was begun
   Step step = Step::kOpening;
   std::uint32_t block = 0;
   std::uint32_t blocks = 0;

@@ -5,13 +5,11 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
-#include <charconv>
-#include <functional>
 #include <iostream>
-#include <stdexcept>
 #include <string_view>
 
 #include "boards/HelpTexts.h"
+#include "boards/Options.h"
 #include "boards/Printable.h"
 
 namespace kvo::boards {
@@ -20,131 +18,44 @@ namespace {
 
 constexpr int kWrongCommandLine = 2;
 
-// Any longer wait is as good as none, and none of the clocks overflows.
-constexpr std::uint32_t kMostSeconds = 1000000;
 // The longest that a terminal's own time-out can be.
 constexpr std::uint32_t kMostAnswerMilliseconds = 25500;
 constexpr std::uint32_t kMostAttempts = 1000;
 constexpr std::uint32_t kMostJobs = 1000000;
+constexpr std::uint32_t kMostBoards = 1000000;
 
-// What is wrong with a command line, in one line.
-using WrongCommandLine = std::invalid_argument;
+bool HasImage(Action action) { return action == Action::kFlash || action == Action::kWatch; }
 
-using Texts = std::vector<std::string>;
-using TakeTexts = std::function<void(const Texts&)>;
-
-struct OptionText {
-  std::string name;
-  std::string value;  // as help calls it; empty for an option without
-  std::string help;
-};
-
-[[noreturn]] void Refuse(const OptionText& option, const std::string& text,
-                         const std::string& mistake) {
-  throw WrongCommandLine(option.name + ": " + (text.empty() ? "an empty text" : text) + " " +
-                         mistake);
-}
-
-// An option followed by `count` texts, whatever they begin with.
-void AddOption(CLI::App& app, const OptionText& option, int count, const TakeTexts& take) {
-  const auto take_once = [name = option.name, count, take](const Texts& texts) {
-    if (texts.size() != static_cast<std::size_t>(count)) {
-      throw WrongCommandLine(name + ": given more than once");
+void TakePorts(const Texts& names, CommandLine& line) {
+  for (auto name = names.begin(); name != names.end(); ++name) {
+    if (std::find(names.begin(), name, *name) != name) {
+      throw WrongCommandLine(*name + " is given twice");
     }
-    take(texts);
-    return true;
-  };
-  app.add_option(option.name, take_once, option.help)
-      ->type_name(option.value)
-      ->type_size(count)
-      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-}
-
-void AddFlag(CLI::App& app, const OptionText& option, bool& target, bool value) {
-  const auto set = [name = option.name, &target, value](const Texts& texts) {
-    if (texts.size() != 1) {
-      throw WrongCommandLine(name + ": given more than once");
-    }
-    if (texts.front() != "true") {
-      throw WrongCommandLine(name + ": takes no value");
-    }
-    target = value;
-    return true;
-  };
-  app.add_option(option.name, set, option.help)
-      ->expected(0)
-      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-}
-
-// Decimal digits alone.
-template <typename Number>
-std::optional<Number> ReadNumber(const std::string& text) {
-  Number number{};
-  const char* const end = text.data() + text.size();
-  const bool only_digits = text.find_first_not_of("0123456789.") == std::string::npos;
-  const auto [stop, error] = std::from_chars(text.data(), end, number);
-  if (!only_digits || error != std::errc{} || stop != end) {
-    return std::nullopt;
+    line.ports.push_back(ParsePort(*name));
   }
-  return number;
 }
 
-void AddCount(CLI::App& app, const OptionText& option, std::uint32_t most,
-              const std::function<void(std::uint32_t)>& take) {
-  AddOption(app, option, 1, [option, most, take](const Texts& texts) {
-    const auto number = ReadNumber<std::uint32_t>(texts.front());
-    if (!number || *number < 1 || *number > most) {
-      Refuse(option, texts.front(), "is not a whole number from 1 to " + std::to_string(most));
+void TakePatterns(const Texts& patterns, CommandLine& line) {
+  for (const std::string& pattern : patterns) {
+    if (ParsePort(pattern).is_tcp) {
+      throw WrongCommandLine(pattern + ": only paths can be watched");
     }
-    take(*number);
-  });
-}
-
-template <typename Choice, std::size_t kChoices>
-void AddChoice(CLI::App& app, const OptionText& option,
-               const std::array<std::pair<std::string_view, Choice>, kChoices>& choices,
-               Choice& target) {
-  AddOption(app, option, 1, [option, choices, &target](const Texts& texts) {
-    const auto* chosen =
-        std::ranges::find(choices, texts.front(), &std::pair<std::string_view, Choice>::first);
-    if (chosen == choices.end()) {
-      std::string names;
-      for (const auto& [name, choice] : choices) {
-        names += (names.empty() ? "" : ", ") + std::string(name);
-      }
-      Refuse(option, texts.front(), "is not one of " + names);
-    }
-    target = chosen->second;
-  });
-}
-
-std::chrono::milliseconds ReadSeconds(const OptionText& option, const std::string& text) {
-  const auto seconds = ReadNumber<double>(text);
-  if (!seconds || *seconds > kMostSeconds) {
-    Refuse(
-        option, text,
-        "is not a number of seconds from 0 to " + std::to_string(kMostSeconds) + ", as 90 or 0.5");
   }
-  // Rounded up, as 0 means something else.
-  return std::chrono::ceil<std::chrono::milliseconds>(std::chrono::duration<double>(*seconds));
+  line.patterns = patterns;
 }
 
 void AddPositionals(CLI::App& app, std::size_t arguments, CommandLine& line) {
-  if (line.action == Action::kFlash) {
+  if (HasImage(line.action)) {
     app.add_option("IMAGE", line.image, help::kImage)->type_name("");
   }
-  const auto take = [&line](const Texts& names) {
-    for (auto name = names.begin(); name != names.end(); ++name) {
-      if (std::find(names.begin(), name, *name) != name) {
-        throw WrongCommandLine(*name + " is given twice");
-      }
-      line.ports.push_back(ParsePort(*name));
-    }
+  const bool is_watch = line.action == Action::kWatch;
+  const auto take = [&line, is_watch](const Texts& names) {
+    is_watch ? TakePatterns(names, line) : TakePorts(names, line);
     return true;
   };
   // Deliberate: as many as there can be. CLI11 takes an indefinite number as well, but splits those
   // in brackets: "[a,b]".
-  app.add_option("PORT", take, help::kPort)
+  app.add_option(is_watch ? "PATTERN" : "PORT", take, is_watch ? help::kPattern : help::kPort)
       ->expected(static_cast<int>(arguments) + 1)
       ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
       ->option_text("...");
@@ -160,11 +71,18 @@ void AddFlashOptions(CLI::App& app, CommandLine& line) {
   AddFlag(app, {"--raw", "", help::kRaw}, line.raw, true);
 }
 
+void AddWatchOptions(CLI::App& app, CommandLine& line) {
+  app.option_defaults()->group("Which boards");
+  AddFlag(app, {"--new-only", "", help::kNewOnly}, line.new_only, true);
+  AddCount(app, {"--count", "N", help::kCount}, kMostBoards,
+           [&line](std::uint32_t number) { line.count = number; });
+}
+
 void AddLineOptions(CLI::App& app, CommandLine& line) {
   app.option_defaults()->group("Line and limits");
   const OptionText baud = {"--baud", "RATE", std::string(help::kBaudRates) + " (default)"};
   AddOption(app, baud, 1, [baud, &line](const Texts& texts) {
-    const auto rate = ReadNumber<std::uint32_t>(texts.front());
+    const auto rate = ReadWholeNumber(texts.front());
     if (!rate || !bootloadertms::Baudrate::IsSupported(*rate)) {
       Refuse(baud, texts.front(), std::string("is not supported: must be ") + help::kBaudRates);
     }
@@ -173,13 +91,13 @@ void AddLineOptions(CLI::App& app, CommandLine& line) {
   AddCount(
       app, {"--answer-timeout", "MS", help::kAnswerTimeout}, kMostAnswerMilliseconds,
       [&line](std::uint32_t number) { line.answer_timeout = std::chrono::milliseconds(number); });
-  const bool is_flash = line.action == Action::kFlash;
+  const bool has_image = HasImage(line.action);
   const OptionText deadline = {"--deadline", "SECONDS",
-                               is_flash ? help::kFlashDeadline : help::kInfoDeadline};
+                               has_image ? help::kFlashDeadline : help::kInfoDeadline};
   AddOption(app, deadline, 1, [deadline, &line](const Texts& texts) {
     line.deadline = ReadSeconds(deadline, texts.front());
   });
-  if (is_flash) {
+  if (has_image) {
     AddCount(app, {"--attempts", "N", help::kAttempts}, kMostAttempts,
              [&line](std::uint32_t number) { line.attempts = static_cast<int>(number); });
   }
@@ -202,6 +120,9 @@ void AddReportOptions(CLI::App& app, CommandLine& line) {
             line.color);
   AddFlag(app, {"--json", "", help::kJson}, line.json, true);
   AddFlag(app, {"--quiet", "", help::kQuiet}, line.quiet, true);
+  if (line.action == Action::kWatch) {
+    AddFlag(app, {"--bell", "", help::kBell}, line.bell, true);
+  }
   AddOption(app, {"--log-dir", "DIR", help::kLogDir}, 1, [&line](const Texts& texts) {
     if (texts.front().empty()) {
       throw WrongCommandLine("--log-dir: the folder's name is empty");
@@ -209,6 +130,12 @@ void AddReportOptions(CLI::App& app, CommandLine& line) {
     line.log_folder = texts.front();
   });
   AddFlag(app, {"--trace", "", help::kTrace}, line.trace, true);
+}
+
+void AddListOptions(CLI::App& app, CommandLine& line) {
+  app.option_defaults()->group("Output");
+  AddFlag(app, {"--all", "", help::kAll}, line.all, true);
+  AddFlag(app, {"--json", "", help::kJson}, line.json, true);
 }
 
 // Help as CLI11 makes it, with the usage as it is written down.
@@ -236,19 +163,18 @@ class Formatter : public CLI::Formatter {
 
 struct Command {
   Action action;
-  std::string name;
+  std::string_view name;
   const char* description;
-  std::string usage;
+  const char* usage;
   const char* footer;
 };
 
-Command FlashCommand() {
-  return {Action::kFlash, "kvo-boards flash", help::kFlash, help::kFlashUsage, help::kFlashFooter};
-}
-
-Command InfoCommand() {
-  return {Action::kInfo, "kvo-boards info", help::kInfo, help::kInfoUsage, help::kInfoFooter};
-}
+constexpr std::array kCommands = {
+    Command{Action::kFlash, "flash", help::kFlash, help::kFlashUsage, help::kFlashFooter},
+    Command{Action::kWatch, "watch", help::kWatch, help::kWatchUsage, help::kWatchFooter},
+    Command{Action::kInfo, "info", help::kInfo, help::kInfoUsage, help::kInfoFooter},
+    Command{Action::kList, "list", help::kList, help::kListUsage, help::kListFooter},
+};
 
 void AddGeneralOptions(CLI::App& app, const std::string& usage, const char* footer) {
   app.option_defaults()->group("General");
@@ -292,6 +218,7 @@ void RequireAllOptionsKnown(const CLI::App& app, const Texts& arguments, const C
   if (std::ranges::find(arguments, "--") == arguments.end()) {
     left.push_back(line.image);
     std::ranges::transform(line.ports, std::back_inserter(left), &PortAddress::name);
+    left.insert(left.end(), line.patterns.begin(), line.patterns.end());
   }
   const auto unknown = std::ranges::find_if(left, [](const std::string& text) {
     return text.size() > 1 && text.front() == '-' && text != "--";
@@ -301,34 +228,60 @@ void RequireAllOptionsKnown(const CLI::App& app, const Texts& arguments, const C
   }
 }
 
-void RequireAllThatIsNeeded(const Command& command, const CommandLine& line, bool has_image) {
-  if (command.action == Action::kFlash && !has_image) {
-    throw WrongCommandLine("IMAGE is missing; usage: " + command.usage);
+void RequireNothingLeft(const CLI::App& app) {
+  if (!app.remaining().empty()) {
+    throw WrongCommandLine(app.remaining().front() + ": not understood; see " + app.get_name() +
+                           " --help");
   }
-  if (line.ports.empty()) {
-    throw WrongCommandLine("PORT is missing; usage: " + command.usage);
+}
+
+void RequireAllThatIsNeeded(const Command& command, const CommandLine& line, bool has_image) {
+  const std::string usage = std::string("; usage: ") + command.usage;
+  if (HasImage(command.action) && !has_image) {
+    throw WrongCommandLine("IMAGE is missing" + usage);
+  }
+  if (command.action == Action::kWatch && line.patterns.empty()) {
+    throw WrongCommandLine("PATTERN is missing" + usage);
+  }
+  if (command.action != Action::kWatch && line.ports.empty()) {
+    throw WrongCommandLine("PORT is missing" + usage);
   }
   if (line.trace && line.log_folder.empty()) {
     throw WrongCommandLine("--trace: needs --log-dir DIR, where the bytes are recorded");
   }
 }
 
-std::optional<int> ParseCommand(const Command& command, const Texts& arguments, CommandLine& line) {
-  line.action = command.action;
-  const bool is_flash = command.action == Action::kFlash;
-  CLI::App app(command.description, command.name);
-  AddPositionals(app, arguments.size(), line);
-  if (is_flash) {
+void AddOptionsOfBoards(CLI::App& app, std::size_t arguments, CommandLine& line) {
+  AddPositionals(app, arguments, line);
+  if (HasImage(line.action)) {
     AddFlashOptions(app, line);
+  }
+  if (line.action == Action::kWatch) {
+    AddWatchOptions(app, line);
   }
   AddLineOptions(app, line);
   AddReportOptions(app, line);
+}
+
+std::optional<int> ParseCommand(const Command& command, const Texts& arguments, CommandLine& line) {
+  line.action = command.action;
+  const bool is_list = command.action == Action::kList;
+  CLI::App app(command.description, "kvo-boards " + std::string(command.name));
+  if (is_list) {
+    AddListOptions(app, line);
+  } else {
+    AddOptionsOfBoards(app, arguments.size(), line);
+  }
   AddGeneralOptions(app, command.usage, command.footer);
   if (const std::optional<int> status = RunParser(app, arguments)) {
     return status;
   }
   RequireAllOptionsKnown(app, arguments, line);
-  RequireAllThatIsNeeded(command, line, is_flash && app.count("IMAGE") > 0);
+  if (is_list) {
+    RequireNothingLeft(app);
+  } else {
+    RequireAllThatIsNeeded(command, line, HasImage(line.action) && app.count("IMAGE") > 0);
+  }
   return std::nullopt;
 }
 
@@ -341,22 +294,22 @@ int ParseWithoutCommand(const Texts& arguments) {
     return *status;
   }
   const Texts left = app.remaining();
+  const std::string names = "flash, watch, info or list";
   if (left.empty()) {
-    throw WrongCommandLine("a command is missing: flash or info; see kvo-boards --help");
+    throw WrongCommandLine("a command is missing: " + names + "; see kvo-boards --help");
   }
-  const char* const mistake = left.front().starts_with('-')
-                                  ? ": options come after the command, flash or info"
-                                  : ": no such command, must be flash or info";
-  throw WrongCommandLine(left.front() + mistake + "; see kvo-boards --help");
+  const std::string mistake = left.front().starts_with('-') ? ": options come after the command, "
+                                                            : ": no such command, must be ";
+  throw WrongCommandLine(left.front() + mistake + names + "; see kvo-boards --help");
 }
 
 std::optional<int> Parse(const Texts& arguments, CommandLine& line) {
   const std::string name = arguments.empty() ? "" : arguments.front();
-  if (name != "flash" && name != "info") {
+  const auto* const command = std::ranges::find(kCommands, name, &Command::name);
+  if (command == kCommands.end()) {
     return ParseWithoutCommand(arguments);
   }
-  return ParseCommand(name == "flash" ? FlashCommand() : InfoCommand(),
-                      Texts(arguments.begin() + 1, arguments.end()), line);
+  return ParseCommand(*command, Texts(arguments.begin() + 1, arguments.end()), line);
 }
 
 }  // namespace

@@ -10,7 +10,7 @@
 
 namespace kvo::boards {
 
-enum class Action : std::uint8_t { kFlash, kInfo };
+enum class Action : std::uint8_t { kFlash, kInfo, kList, kWatch };
 enum class Progress : std::uint8_t { kAuto, kBars, kLines, kNone };
 enum class Color : std::uint8_t { kAuto, kAlways, kNever };
 
@@ -19,18 +19,23 @@ enum class Color : std::uint8_t { kAuto, kAlways, kNever };
 struct CommandLine {
   Action action = Action::kFlash;
   std::string image;
-  std::vector<PortAddress> ports;  // none of which is there twice by its text
+  std::vector<PortAddress> ports;     // none of which is there twice by its text
+  std::vector<std::string> patterns;  // of paths, to be watched
 
   std::uint32_t baud_rate = 1000000;
-  std::vector<std::string> record;  // three texts or none
-  bool switch_to_bootloader = true;
-  bool start_application = true;
+  std::vector<std::string> record;                    // three texts or none
   std::optional<std::chrono::milliseconds> deadline;  // 0: none
   std::optional<std::chrono::milliseconds> answer_timeout;
+  std::size_t jobs = 0;   // 0: all at once
+  std::size_t count = 0;  // of boards to be waited for; 0: no end
   int attempts = 1;
-  std::size_t jobs = 0;  // 0: all at once
+  bool switch_to_bootloader = true;
+  bool start_application = true;
   bool dry_run = false;
   bool raw = false;
+  bool new_only = false;
+  bool bell = false;
+  bool all = false;  // ports to be listed
 
   std::string log_folder;
   bool trace = false;

@@ -15,6 +15,7 @@
 
 #include "boards/BoardLog.h"
 #include "boards/CommandLine.h"
+#include "boards/List.h"
 #include "boards/Plan.h"
 #include "boards/Supervisor.h"
 #include "boards/Workers.h"
@@ -135,6 +136,9 @@ int Main(int argc, const char* const* argv) {
     return *status;
   }
   try {
+    if (command_line.action == Action::kList) {
+      return List(command_line);
+    }
     return Run(MakePlan(std::move(command_line)));
   } catch (const std::exception& error) {
     std::cerr << "kvo-boards: " << error.what() << '\n';

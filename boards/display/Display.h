@@ -4,7 +4,14 @@
 
 namespace kvo::boards {
 
-enum class Change : std::uint8_t { kAttempt, kStep, kProgress, kEnd };
+enum class Change : std::uint8_t {
+  kCame,  // its port is plugged in; in a watch alone, and first
+  kAttempt,
+  kStep,
+  kProgress,
+  kEnd,
+  kGone,  // nothing more is to be told of it; in a watch alone
+};
 
 // Whoever shows or records what becomes of the boards. It knows nothing of ports and processes; the
 // supervisor knows nothing of terminals. All calls come from one thread; none may block or throw.
@@ -15,8 +22,10 @@ class Display {
   Display& operator=(const Display&) = delete;
   virtual ~Display() = default;
 
-  // A board has changed. `Change::kAttempt` comes once per attempt, `Change::kEnd` once per board,
-  // as the last of it. The reference is to the same object for as long as the boards last.
+  // A board has changed. `Change::kAttempt` comes once per attempt, `Change::kEnd` once per board
+  // that was served. The reference is to the same object for as long as the boards last; in a watch
+  // up to `Change::kGone`, which comes after `Change::kEnd`, or alone for a board that wasn't
+  // served.
   virtual void Show(const BoardStatus& board, Change change) = 0;
 
   // Called about ten times a second, and when the terminal may have changed its size.

@@ -1,18 +1,14 @@
 #include "boards/display/JsonLines.h"
 
 #include <cmath>
-#include <nlohmann/json.hpp>
+
+#include "boards/display/JsonObject.h"
 
 namespace kvo::boards {
 
 namespace {
 
-// Keys stay in the order in which they were added.
-using Object = nlohmann::ordered_json;
-
-std::string LineOf(const Object& object) {
-  return object.dump(-1, ' ', false, Object::error_handler_t::replace) + "\n";
-}
+using Object = JsonObject;
 
 double Rounded(double seconds) { return std::round(seconds * 1000) / 1000; }
 

@@ -115,6 +115,10 @@ std::string UtcTime(int digits) {
 
 std::string Story::Tell(const BoardStatus& board, Change change) {
   switch (change) {
+    case Change::kCame:
+      return board.is_left_alone ? "plugged in already, left alone" : "plugged in";
+    case Change::kGone:
+      return "unplugged";
     case Change::kAttempt:
       tenths_.erase(&board);
       return board.attempt > 1 ? "attempt " + std::to_string(board.attempt) : "";
@@ -125,6 +129,7 @@ std::string Story::Tell(const BoardStatus& board, Change change) {
     case Change::kEnd:
       break;
   }
+  tenths_.erase(&board);
   return Result(board);
 }
 

@@ -1,7 +1,6 @@
 #include "boards/ports/ExclusiveTerminal.h"
 
 #include <fcntl.h>
-#include <grp.h>
 #include <kvo/bootloadertms/LineSettings.h>
 #include <sys/file.h>
 #include <sys/ioctl.h>
@@ -13,6 +12,7 @@
 #include <utility>
 
 #include "boards/ports/Holders.h"
+#include "boards/ports/Permission.h"
 
 namespace kvo::boards {
 
@@ -30,15 +30,6 @@ PortFailure Busy(dev_t device) {
                              " (process " + std::to_string(holder->process) + ")"};
 }
 
-PortFailure NoPermission(const struct stat& status) {
-  const group* const owners = ::getgrgid(status.st_gid);
-  std::string text = "permission denied";
-  if ((status.st_mode & S_IWGRP) != 0 && owners != nullptr) {
-    text += std::string("; members of the group ") + owners->gr_name + " may use it";
-  }
-  return {Reason::kPermission, text};
-}
-
 // Why the device can't be reached, by `errno`.
 PortFailure Unreachable(const struct stat& status) {
   const int error = errno;
@@ -47,7 +38,7 @@ PortFailure Unreachable(const struct stat& status) {
       return Busy(status.st_rdev);
     case EACCES:
     case EPERM:
-      return NoPermission(status);
+      return {Reason::kPermission, PermissionDenied(status)};
     case ENOENT:
       return {Reason::kMissing, "there is no such device"};
     default:

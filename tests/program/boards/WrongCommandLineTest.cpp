@@ -54,8 +54,8 @@ INSTANTIATE_TEST_SUITE_P(Words, WrongCommandLine,
                          ::testing::Values(Row{}, Row{"flush", "IMAGE", "PORT"}, Row{"flash"},
                                            Row{"flash", "IMAGE"}, Row{"info"},
                                            Row{"flash", "--fast", "IMAGE", "PORT"},
-                                           Row{"info", "--fast", "PORT"},
-                                           Row{"flash", "IMAGE", ""}));
+                                           Row{"info", "--fast", "PORT"}, Row{"flash", "IMAGE", ""},
+                                           Row{"list", "PORT"}, Row{"list", "--raw"}));
 
 INSTANTIATE_TEST_SUITE_P(Values, WrongCommandLine,
                          ::testing::Values(Row{"flash", "--baud", "4800", "IMAGE", "PORT"},

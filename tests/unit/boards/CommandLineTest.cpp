@@ -157,6 +157,27 @@ TEST(CommandLineTest, TwoHyphensEndTheOptions) {
   EXPECT_EQ(PortNames(LineOf({"info", "a", "--", "--help"})), (ArgumentList{"a", "--help"}));
 }
 
+TEST(CommandLineTest, AWatchHasThoseOptionsOfAFlashAndItsOwn) {
+  const CommandLine line = LineOf({"watch", "--new-only", "--count", "12", "--bell", "--attempts",
+                                   "2", "--no-start", "fw_tv.bin", "/dev/ttyUSB*", "a[1,2]"});
+  EXPECT_EQ(line.action, Action::kWatch);
+  EXPECT_EQ(line.image, "fw_tv.bin");
+  EXPECT_EQ(line.patterns, (ArgumentList{"/dev/ttyUSB*", "a[1,2]"}));
+  EXPECT_TRUE(line.ports.empty());
+  EXPECT_TRUE(line.new_only);
+  EXPECT_EQ(line.count, 12U);
+  EXPECT_TRUE(line.bell);
+  EXPECT_EQ(line.attempts, 2);
+  EXPECT_FALSE(line.start_application);
+}
+
+TEST(CommandLineTest, AWatchTakesAllBoardsWithoutEndAndInSilence) {
+  const CommandLine line = LineOf({"watch", "fw_tv.bin", "*"});
+  EXPECT_FALSE(line.new_only);
+  EXPECT_EQ(line.count, 0U);
+  EXPECT_FALSE(line.bell);
+}
+
 struct WrongLine {
   ArgumentList arguments;
   std::string text;
@@ -174,11 +195,13 @@ void ExpectWrongLines(const std::vector<WrongLine>& rows) {
 TEST(CommandLineTest, AMissingPartIsNamed) {
   const std::string flash = "kvo-boards flash [OPTIONS] IMAGE PORT...";
   ExpectWrongLines({
-      {{}, "a command is missing: flash or info; see kvo-boards --help"},
+      {{}, "a command is missing: flash, watch, info or list; see kvo-boards --help"},
       {{"flash"}, "IMAGE is missing; usage: " + flash},
       {{"flash", "--raw"}, "IMAGE is missing; usage: " + flash},
       {{"flash", "fw_tv.bin"}, "PORT is missing; usage: " + flash},
       {{"info"}, "PORT is missing; usage: kvo-boards info [OPTIONS] PORT..."},
+      {{"watch", "fw_tv.bin"},
+       "PATTERN is missing; usage: kvo-boards watch [OPTIONS] IMAGE PATTERN..."},
       {{"info", "a", "--trace"}, "--trace: needs --log-dir DIR, where the bytes are recorded"},
       {{"info", "a", "--jobs"}, "--jobs: must be followed by N"},
       {{"flash", "fw", "a", "--record", "A", "B"}, "--record: must be followed by F1 F2 F3"},
@@ -191,9 +214,9 @@ TEST(CommandLineTest, WhatDoesNotExistIsNamed) {
   const std::string see = ": no such option; see kvo-boards flash --help";
   ExpectWrongLines({
       {{"flsh", "fw_tv.bin", "a", "--help"},
-       "flsh: no such command, must be flash or info; see kvo-boards --help"},
+       "flsh: no such command, must be flash, watch, info or list; see kvo-boards --help"},
       {{"--json", "flash", "fw_tv.bin", "a"},
-       "--json: options come after the command, flash or info; see kvo-boards --help"},
+       "--json: options come after the command, flash, watch, info or list; see kvo-boards --help"},
       {{"flash", "--bogus"}, "--bogus" + see},
       {{"flash", "fw_tv.bin", "a", "--bogus=1"}, "--bogus=1" + see},
       {{"flash", "fw_tv.bin", "a", "--prog", "none"}, "--prog" + see},
@@ -233,6 +256,7 @@ TEST(CommandLineTest, AWrongValueIsNamedWithWhatItMustBe) {
       {{"info", "a", "--jobs", "+1"}, "--jobs: +1" + no_jobs},
       {{"info", "a", "--jobs", "1.5"}, "--jobs: 1.5" + no_jobs},
       {{"info", "a", "--jobs", "0x10"}, "--jobs: 0x10" + no_jobs},
+      {{"watch", "fw", "*", "--count", "0"}, "--count: 0" + no_jobs},
       {{"info", "a", "--jobs", "4294967297"}, "--jobs: 4294967297" + no_jobs},
       {{"info", "a", "--deadline", "-1"}, "--deadline: -1" + no_seconds},
       {{"info", "a", "--deadline", "inf"}, "--deadline: inf" + no_seconds},
@@ -249,6 +273,7 @@ TEST(CommandLineTest, AWrongValueIsNamedWithWhatItMustBe) {
 TEST(CommandLineTest, AWrongPortIsNamed) {
   ExpectWrongLines({
       {{"info", "tcp:host"}, "tcp:host: no port number"},
+      {{"watch", "fw", "tcp:host:4000"}, "tcp:host:4000: only paths can be watched"},
       {{"info", "a", "b", "a"}, "a is given twice"},
       {{"info", "a\nb\x1b[2J", "a\nb\x1b[2J"}, "a\\x0ab\\x1b[2J is given twice"},
   });
@@ -292,6 +317,29 @@ TEST(CommandLineTest, HelpListsAllOptionsOnEightyColumns) {
                           "--baud RATE", "--answer-timeout MS", "--deadline SECONDS",
                           "--attempts N", "--jobs N", "--progress HOW", "--color WHEN", "--json",
                           "--quiet", "--log-dir DIR", "--trace", "--help", "--version"}));
+  EXPECT_EQ(OptionsIn(HelpOf({"watch", "--help"})), (ArgumentList{"--record F1 F2 F3",
+                                                                  "--no-switch",
+                                                                  "--no-start",
+                                                                  "--dry-run",
+                                                                  "--raw",
+                                                                  "--new-only",
+                                                                  "--count N",
+                                                                  "--baud RATE",
+                                                                  "--answer-timeout MS",
+                                                                  "--deadline SECONDS",
+                                                                  "--attempts N",
+                                                                  "--jobs N",
+                                                                  "--progress HOW",
+                                                                  "--color WHEN",
+                                                                  "--json",
+                                                                  "--quiet",
+                                                                  "--bell",
+                                                                  "--log-dir DIR",
+                                                                  "--trace",
+                                                                  "--help",
+                                                                  "--version"}));
+  EXPECT_EQ(OptionsIn(HelpOf({"list", "--help"})),
+            (ArgumentList{"--all", "--json", "--help", "--version"}));
   EXPECT_EQ(OptionsIn(HelpOf({"info", "--help", "--bogus"})),
             (ArgumentList{"--baud RATE", "--answer-timeout MS", "--deadline SECONDS", "--jobs N",
                           "--progress HOW", "--color WHEN", "--json", "--quiet", "--log-dir DIR",
@@ -303,13 +351,16 @@ TEST(CommandLineTest, HelpTellsUsageExitStatusesAndReasons) {
   const std::string flash = HelpOf({"flash", "--help"});
   const std::string info = HelpOf({"info", "--help"});
   EXPECT_NE(program.find("\nUsage: kvo-boards flash [OPTIONS] IMAGE PORT...\n"
-                         "       kvo-boards info [OPTIONS] PORT...\n"),
+                         "       kvo-boards watch [OPTIONS] IMAGE PATTERN...\n"
+                         "       kvo-boards info [OPTIONS] PORT...\n"
+                         "       kvo-boards list [OPTIONS]\n"),
             std::string::npos);
   EXPECT_NE(flash.find("\nUsage: kvo-boards flash [OPTIONS] IMAGE PORT...\n"), std::string::npos);
   EXPECT_NE(info.find("\nUsage: kvo-boards info [OPTIONS] PORT...\n"), std::string::npos);
   EXPECT_NE(info.find("\n\nArguments:\n  PORT ...  "), std::string::npos);
   EXPECT_NE(info.find("\n\nLine and limits:\n  --baud RATE  "), std::string::npos);
-  for (const std::string& help : {program, flash, info}) {
+  for (const std::string& help :
+       {program, flash, info, HelpOf({"watch", "--help"}), HelpOf({"list", "--help"})}) {
     EXPECT_EQ(help.find("\n\n\n"), std::string::npos) << help;
     EXPECT_NE(help.find("\nExit status:\n  0 "), std::string::npos) << help;
   }
