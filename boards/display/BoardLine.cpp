@@ -49,6 +49,9 @@ std::string TimeLeft(const BoardStatus& board, double rate) {
 }
 
 std::string Activity(const BoardStatus& board) {
+  if (board.is_left_alone) {
+    return Arrival(board);
+  }
   return Doing(board.step) +
          (board.attempt > 1 ? ", attempt " + std::to_string(board.attempt) : "");
 }
@@ -85,19 +88,43 @@ std::string Figures(const BoardStatus& board, std::size_t room, Clock::time_poin
   return bar + gap + percent + figures;
 }
 
+// `head` and how the board ended, word after word.
+std::vector<ScreenLine> LinesFrom(const std::string& head, const BoardStatus& board,
+                                  std::size_t width) {
+  std::vector<ScreenLine> lines{{head, ""}};
+  std::istringstream words(Result(board));
+  for (std::string word; words >> word;) {
+    const std::size_t columns = ColumnsOf(lines.back().Text()) + ColumnsOf(word);
+    if (columns + (lines.back().result.empty() ? 0 : 1) > width) {
+      lines.push_back({"    ", word});
+    } else {
+      lines.back().result += (lines.back().result.empty() ? "" : " ") + word;
+    }
+  }
+  return lines;
+}
+
 }  // namespace
 
-LineLayout LayoutFor(const std::vector<BoardStatus>& boards, std::size_t width) {
+LineLayout LayoutFor(const std::vector<const BoardStatus*>& boards, std::size_t width) {
   std::size_t longest = 0;
   std::size_t name = 0;
-  for (const BoardStatus& board : boards) {
-    longest = std::max(longest, ColumnsOf(Printable(board.port)));
-    name = std::max(name, ColumnsOf(Printable(board.board)));
+  for (const BoardStatus* board : boards) {
+    longest = std::max(longest, ColumnsOf(Printable(board->port)));
+    name = std::max(name, ColumnsOf(Printable(board->board)));
   }
   const std::size_t port = std::min(longest, std::max(kLeastPort, width * 2 / 5));
   const std::size_t all = port + name + kLeastBar + kPercent + 2 * kFigure +
                           ColumnsOf(Doing(Step::kTransfer)) + 6 * kGap.size();
   return {width, port, all <= width ? name : 0};
+}
+
+LineLayout LayoutFor(const std::vector<BoardStatus>& boards, std::size_t width) {
+  std::vector<const BoardStatus*> all;
+  for (const BoardStatus& board : boards) {
+    all.push_back(&board);
+  }
+  return LayoutFor(all, width);
 }
 
 ScreenLine LineOf(const BoardStatus& board, const LineLayout& layout, Clock::time_point now) {
@@ -120,17 +147,16 @@ ScreenLine LineOf(const BoardStatus& board, const LineLayout& layout, Clock::tim
 }
 
 std::vector<ScreenLine> WholeLinesOf(const BoardStatus& board, const LineLayout& layout) {
-  const std::string port = Printable(board.port);
-  const std::size_t port_columns = std::max(layout.port, ColumnsOf(port));
-  std::vector<ScreenLine> lines{{PortAndName(board, layout, port_columns) + std::string(kGap), ""}};
-  std::istringstream words(Result(board));
-  for (std::string word; words >> word;) {
-    const std::size_t columns = ColumnsOf(lines.back().Text()) + ColumnsOf(word);
-    if (columns + (lines.back().result.empty() ? 0 : 1) > layout.width) {
-      lines.push_back({"    ", word});
-    } else {
-      lines.back().result += (lines.back().result.empty() ? "" : " ") + word;
-    }
+  const std::size_t columns = std::max(layout.port, ColumnsOf(Printable(board.port)));
+  return LinesFrom(PortAndName(board, layout, columns) + std::string(kGap), board, layout.width);
+}
+
+std::vector<ScreenLine> WrappedLinesOf(const BoardStatus& board, const LineLayout& layout) {
+  const std::string head = PortAndName(board, layout, layout.port) + std::string(kGap);
+  std::vector<ScreenLine> lines = LinesFrom(head, board, layout.width);
+  for (ScreenLine& line : lines) {
+    line.head = CutTo(line.head, layout.width);
+    line.result = Shortened(line.result, layout.width - ColumnsOf(line.head));
   }
   return lines;
 }

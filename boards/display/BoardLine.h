@@ -22,6 +22,7 @@ struct LineLayout {
   std::size_t port = 0;
   std::size_t name = 0;  // of the board; 0: there is no room for it
 };
+LineLayout LayoutFor(const std::vector<const BoardStatus*>& boards, std::size_t width);
 LineLayout LayoutFor(const std::vector<BoardStatus>& boards, std::size_t width);
 
 // What the board is doing, in one line that is cut to the width. The narrower it is, the fewer
@@ -30,5 +31,8 @@ ScreenLine LineOf(const BoardStatus& board, const LineLayout& layout, Clock::tim
 
 // How the board ended, in as many lines as that takes, the port and the message whole.
 std::vector<ScreenLine> WholeLinesOf(const BoardStatus& board, const LineLayout& layout);
+
+// The same, with a port and words that are cut to the width.
+std::vector<ScreenLine> WrappedLinesOf(const BoardStatus& board, const LineLayout& layout);
 
 }  // namespace kvo::boards

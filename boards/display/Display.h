@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string>
+
 #include "boards/BoardStatus.h"
 
 namespace kvo::boards {
@@ -27,6 +29,9 @@ class Display {
   // up to `Change::kGone`, which comes after `Change::kEnd`, or alone for a board that wasn't
   // served.
   virtual void Show(const BoardStatus& board, Change change) = 0;
+
+  // Something that concerns no single board: a line for people.
+  virtual void Announce(const std::string& /*text*/) {}
 
   // Called about ten times a second, and when the terminal may have changed its size.
   virtual void Refresh() {}

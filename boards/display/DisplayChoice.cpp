@@ -7,8 +7,10 @@
 #include <utility>
 
 #include "boards/display/Bars.h"
+#include "boards/display/Bell.h"
 #include "boards/display/JsonLines.h"
 #include "boards/display/Lines.h"
+#include "boards/display/WatchScreen.h"
 
 namespace kvo::boards {
 
@@ -22,6 +24,11 @@ class Displays : public Display {
   void Show(const BoardStatus& board, Change change) override {
     for (const auto& display : displays_) {
       display->Show(board, change);
+    }
+  }
+  void Announce(const std::string& text) override {
+    for (const auto& display : displays_) {
+      display->Announce(text);
     }
   }
   void Refresh() override {
@@ -70,17 +77,25 @@ Task TaskOf(const CommandLine& command_line) {
   return command_line.dry_run ? Task::kDryRun : Task::kFlash;
 }
 
+bool IsDrawnInPlace(Progress progress) {
+  return progress == Progress::kBars || (progress == Progress::kAuto && IsCapableTerminal());
+}
+
 std::unique_ptr<Display> ChooseForPeople(const CommandLine& command_line,
                                          const std::vector<BoardStatus>& boards) {
   const Task task = TaskOf(command_line);
   const bool is_colored = IsColored(command_line.color);
-  if (command_line.progress == Progress::kBars ||
-      (command_line.progress == Progress::kAuto && IsCapableTerminal())) {
-    return std::make_unique<Bars>(STDOUT_FILENO, boards, Bars::Options{task, is_colored},
-                                  [] { return SizeOfTerminal(STDOUT_FILENO); });
+  if (IsDrawnInPlace(command_line.progress)) {
+    const auto size = [] { return SizeOfTerminal(STDOUT_FILENO); };
+    if (command_line.action == Action::kWatch) {
+      return std::make_unique<WatchScreen>(
+          STDOUT_FILENO, WatchScreen::Options{task, is_colored, command_line.patterns}, size);
+    }
+    return std::make_unique<Bars>(STDOUT_FILENO, boards, Bars::Options{task, is_colored}, size);
   }
   const bool with_progress = task != Task::kInfo && command_line.progress != Progress::kNone;
-  return std::make_unique<Lines>(STDOUT_FILENO, Lines::Options{task, with_progress, is_colored});
+  return std::make_unique<Lines>(
+      STDOUT_FILENO, Lines::Options{task, with_progress, is_colored, command_line.patterns});
 }
 
 }  // namespace
@@ -97,6 +112,11 @@ std::unique_ptr<Display> ChooseDisplay(const CommandLine& command_line,
   }
   if (chosen.empty()) {
     chosen.push_back(ChooseForPeople(command_line, boards));
+  }
+  if (command_line.bell) {
+    // Last, so that the report is there while it still rings.
+    chosen.push_back(
+        std::make_unique<Bell>(::isatty(STDOUT_FILENO) == 1 ? STDOUT_FILENO : STDERR_FILENO));
   }
   return Together(std::move(chosen));
 }

@@ -10,8 +10,8 @@
 namespace kvo::boards {
 
 // The display that the command line, the environment (NO_COLOR, TERM) and standard output ask for.
-// It borrows the boards, which must not move; it writes to standard output, and failures to
-// standard error with `--quiet`.
+// It borrows the boards, which must not move and of which a watch needs none; it writes to standard
+// output, and failures to standard error with `--quiet`. The bell rings where there is a terminal.
 std::unique_ptr<Display> ChooseDisplay(const CommandLine& command_line,
                                        const std::vector<BoardStatus>& boards);
 

@@ -1,9 +1,17 @@
 #include "boards/display/Lines.h"
 
+#include <utility>
+
 #include "boards/Printable.h"
 #include "boards/display/Color.h"
 
 namespace kvo::boards {
+
+Lines::Lines(int descriptor, Options options) : output_(descriptor), options_(std::move(options)) {
+  if (!options_.patterns.empty() && options_.with_progress) {
+    output_.Write(WaitingFor(options_.patterns) + "\n");
+  }
+}
 
 void Lines::Show(const BoardStatus& board, Change change) {
   if (change != Change::kEnd && !options_.with_progress) {
@@ -21,6 +29,10 @@ void Lines::Show(const BoardStatus& board, Change change) {
     output_.WriteUnlessFull(line);
   } else {
     output_.Write(line);
+  }
+  if (change == Change::kEnd && !options_.patterns.empty()) {
+    ++(IsGood(*board.end) ? totals_.good : totals_.failed);
+    output_.Write(RunningTotals(totals_, options_.task) + "\n");
   }
 }
 

@@ -36,6 +36,14 @@ std::string Answers(const BoardStatus& board) {
   return told;
 }
 
+std::string CountOfGood(const Totals& totals, Task task) {
+  return std::to_string(totals.good) + (task == Task::kDryRun ? " ready" : " flashed");
+}
+
+std::string CountOfFailed(const Totals& totals) {
+  return std::to_string(totals.failed) + " failed";
+}
+
 }  // namespace
 
 std::string Doing(Step step) {
@@ -75,13 +83,29 @@ std::string Result(const BoardStatus& board) {
 std::string Summary(const Totals& totals, Task task) {
   std::string summary =
       std::to_string(totals.boards) + (totals.boards == 1 ? " board: " : " boards: ");
-  if (totals.good > 0) {
-    summary += std::to_string(totals.good) + (task == Task::kDryRun ? " ready" : " flashed");
+  if (totals.good > 0 || totals.failed == 0) {
+    summary += CountOfGood(totals, task);
   }
   if (totals.failed > 0) {
-    summary += (totals.good > 0 ? ", " : "") + std::to_string(totals.failed) + " failed";
+    summary += (totals.good > 0 ? ", " : "") + CountOfFailed(totals);
   }
   return summary;
+}
+
+std::string RunningTotals(const Totals& totals, Task task) {
+  return CountOfGood(totals, task) + ", " + CountOfFailed(totals);
+}
+
+std::string WaitingFor(const std::vector<std::string>& patterns) {
+  std::string text = "Waiting for boards at ";
+  for (const std::string& pattern : patterns) {
+    text += (&pattern == patterns.data() ? "" : ", ") + Printable(pattern);
+  }
+  return text;
+}
+
+std::string Arrival(const BoardStatus& board) {
+  return board.is_left_alone ? "plugged in already, left alone" : "plugged in";
 }
 
 int Percent(const BoardStatus& board) {
@@ -116,7 +140,7 @@ std::string UtcTime(int digits) {
 std::string Story::Tell(const BoardStatus& board, Change change) {
   switch (change) {
     case Change::kCame:
-      return board.is_left_alone ? "plugged in already, left alone" : "plugged in";
+      return Arrival(board);
     case Change::kGone:
       return "unplugged";
     case Change::kAttempt:

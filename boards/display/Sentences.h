@@ -3,6 +3,7 @@
 #include <map>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "boards/BoardStatus.h"
 #include "boards/display/Display.h"
@@ -21,6 +22,15 @@ std::string Result(const BoardStatus& board);
 
 // "4 boards: 3 flashed, 1 failed"
 std::string Summary(const Totals& totals, Task task);
+
+// "12 flashed, 0 failed", in the middle of a watch.
+std::string RunningTotals(const Totals& totals, Task task);
+
+// "Waiting for boards at /dev/serial/by-path/*"
+std::string WaitingFor(const std::vector<std::string>& patterns);
+
+// "plugged in", or that the board isn't touched.
+std::string Arrival(const BoardStatus& board);
 
 // Of the image, 100 at most.
 int Percent(const BoardStatus& board);

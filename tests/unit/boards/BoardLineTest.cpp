@@ -110,6 +110,26 @@ TEST(BoardLineTest, AMessageIsWrappedByWordsWhenItIsDone) {
             (std::vector<std::string>{"/dev/ttyUSB0  TRK4_R1  flashed in 3.4 s"}));
 }
 
+TEST(BoardLineTest, ABoardThatIsLeftAloneIsCalledSo) {
+  BoardStatus board;
+  board.port = "/dev/ttyUSB0";
+  board.is_left_alone = true;
+  EXPECT_EQ(TextOf(board, 79), "/dev/ttyUSB0  plugged in already, left alone");
+}
+
+TEST(BoardLineTest, AResultInPlaceIsWrappedAndItsLongWordsAreCut) {
+  BoardStatus board =
+      FailedBoard(Reason::kBusy, "in use by a-program-of-a-very-long-name (process 4711)", false);
+  board.port = "/dev/serial/by-id/usb-FTDI_FT232R_USB_UART_A50285BI-if00-port0";
+  std::vector<std::string> texts;
+  for (const ScreenLine& line : WrappedLinesOf(board, LayoutFor({board}, 30))) {
+    texts.push_back(line.Text());
+  }
+  EXPECT_EQ(texts,
+            (std::vector<std::string>{"...f00-port0  failed: in use", "    by",
+                                      "    a-program-of-a-very-lon...", "    (process 4711)"}));
+}
+
 TEST(BoardLineTest, APortIsWholeWhenItIsDone) {
   BoardStatus board = FlashedBoard();
   board.port = "/dev/serial/by-id/usb-FTDI_FT232R_USB_UART_A50285BI-if00-port0";

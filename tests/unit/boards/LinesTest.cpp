@@ -83,6 +83,54 @@ TEST(LinesTest, WithoutProgressResultsAndTheSummaryStay) {
             "2 boards: 1 flashed, 1 failed\n");
 }
 
+// One board that is flashed, one that is left alone; both go.
+void PlayAWatch(Display& display) {
+  BoardStatus left_alone;
+  left_alone.port = "/dev/ttyUSB1";
+  left_alone.is_left_alone = true;
+  display.Show(left_alone, Change::kCame);
+  BoardStatus board = SendingBoard();
+  display.Show(board, Change::kCame);
+  display.Show(board, Change::kStep);
+  board.end = FlashedBoard().end;
+  display.Show(board, Change::kEnd);
+  display.Show(board, Change::kGone);
+  display.Show(left_alone, Change::kGone);
+}
+
+TEST(LinesTest, AWatchIsToldWithComingsAndGoingsAndTotalsAfterEachResult) {
+  const TextPipe pipe;
+  Lines lines(pipe.Writer(), {.patterns = {"/dev/serial/by-path/*", "/dev/ttyACM?"}});
+  PlayAWatch(lines);
+  lines.Announce("Something is about to end");
+  lines.Show(FailedBoard(Reason::kLost, "the port is gone", true), Change::kEnd);
+  lines.Finish({2, 1, 1, 3.5});
+  EXPECT_EQ(pipe.Take(),
+            "Waiting for boards at /dev/serial/by-path/*, /dev/ttyACM?\n"
+            "/dev/ttyUSB1: plugged in already, left alone\n"
+            "/dev/ttyUSB0: plugged in\n"
+            "/dev/ttyUSB0: sending\n"
+            "/dev/ttyUSB0: flashed in 3.4 s\n"
+            "1 flashed, 0 failed\n"
+            "/dev/ttyUSB0: unplugged\n"
+            "/dev/ttyUSB1: unplugged\n"
+            "Something is about to end\n"
+            "/dev/ttyUSB0: failed: the port is gone\n"
+            "1 flashed, 1 failed\n"
+            "2 boards: 1 flashed, 1 failed\n");
+}
+
+TEST(LinesTest, AWatchWithoutProgressTellsResultsAndTotals) {
+  const TextPipe pipe;
+  Lines lines(pipe.Writer(), {.with_progress = false, .patterns = {"/dev/ttyACM?"}});
+  PlayAWatch(lines);
+  lines.Finish({1, 1, 0, 3.5});
+  EXPECT_EQ(pipe.Take(),
+            "/dev/ttyUSB0: flashed in 3.4 s\n"
+            "1 flashed, 0 failed\n"
+            "1 board: 1 flashed\n");
+}
+
 TEST(LinesTest, AnswersHaveNoSummary) {
   const TextPipe pipe;
   Lines lines(pipe.Writer(), {.task = Task::kInfo, .with_progress = false});
