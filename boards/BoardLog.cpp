@@ -5,6 +5,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <functional>
+#include <map>
 #include <set>
 #include <utility>
 
@@ -15,7 +17,9 @@ namespace kvo::boards {
 
 namespace {
 
-constexpr int kMicroseconds = 6;  // digits
+// Digits.
+constexpr int kMilliseconds = 3;
+constexpr int kMicroseconds = 6;
 
 // Appends in one piece, so that what other processes append stays whole, too.
 void Append(int log, const std::string& text) {
@@ -112,30 +116,38 @@ std::string FileName(std::string_view port) {
 
 class LogDisplay : public Display {
  public:
-  LogDisplay(const std::vector<BoardStatus>& boards, const std::vector<std::string>& paths)
-      : boards_(boards) {
-    for (const std::string& path : paths) {
-      logs_.emplace_back(path);
-    }
-  }
-
   void Show(const BoardStatus& board, Change change) override {
+    if (change == Change::kCame || change == Change::kGone) {
+      return;
+    }
     const std::string story = story_.Tell(board, change);
-    BoardLog& log = logs_.at(static_cast<std::size_t>(&board - boards_.data()));
+    BoardLog& log = logs_.try_emplace(&board, board.log_path).first->second;
     if (change == Change::kAttempt) {
       log.Line("attempt " + std::to_string(board.attempt));
     } else if (!story.empty()) {
       log.Line(story);
+    }
+    if (change == Change::kEnd) {
+      logs_.erase(&board);
     }
   }
 
   void Finish(const Totals& /*totals*/) override {}
 
  private:
-  const std::vector<BoardStatus>& boards_;
-  std::vector<BoardLog> logs_;
+  std::map<const BoardStatus*, BoardLog> logs_;  // of those that are served
   Story story_;
 };
+
+// `name`, or one with a number that isn't taken.
+std::string FreePath(const std::string& name,
+                     const std::function<bool(const std::string&)>& is_free) {
+  std::string path = name + ".log";
+  for (int number = 2; !is_free(path); ++number) {
+    path = name + "-" + std::to_string(number) + ".log";
+  }
+  return path;
+}
 
 }  // namespace
 
@@ -144,19 +156,20 @@ std::vector<std::string> LogPaths(const std::string& folder,
   std::set<std::string> taken;
   std::vector<std::string> paths;
   for (const std::string& port : ports) {
-    const std::string name = folder + "/" + FileName(port);
-    std::string path = name + ".log";
-    for (int number = 2; !taken.insert(path).second; ++number) {
-      path = name + "-" + std::to_string(number) + ".log";
-    }
-    paths.push_back(path);
+    paths.push_back(FreePath(folder + "/" + FileName(port), [&taken](const std::string& path) {
+      return taken.insert(path).second;
+    }));
   }
   return paths;
 }
 
-std::unique_ptr<Display> MakeLogDisplay(const std::vector<BoardStatus>& boards,
-                                        const std::vector<std::string>& paths) {
-  return std::make_unique<LogDisplay>(boards, paths);
+std::string LogPathOfNow(const std::string& folder, const std::string& port) {
+  std::string time = UtcTime(kMilliseconds);
+  std::erase_if(time, [](char character) { return character == '-' || character == ':'; });
+  return FreePath(folder + "/" + time + "-" + FileName(port),
+                  [](const std::string& path) { return ::access(path.c_str(), F_OK) != 0; });
 }
+
+std::unique_ptr<Display> MakeLogDisplay() { return std::make_unique<LogDisplay>(); }
 
 }  // namespace kvo::boards

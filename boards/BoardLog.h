@@ -44,8 +44,11 @@ class BoardLog {
 // by "_", and a number where two would be the same.
 std::vector<std::string> LogPaths(const std::string& folder, const std::vector<std::string>& ports);
 
+// The path of a log in `folder` for a board that is served now: the time and its port's name. No
+// such file is there.
+std::string LogPathOfNow(const std::string& folder, const std::string& port);
+
 // Records what becomes of the boards in their logs.
-std::unique_ptr<Display> MakeLogDisplay(const std::vector<BoardStatus>& boards,
-                                        const std::vector<std::string>& paths);
+std::unique_ptr<Display> MakeLogDisplay();
 
 }  // namespace kvo::boards

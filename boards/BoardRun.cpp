@@ -1,5 +1,6 @@
 #include "boards/BoardRun.h"
 
+#include <sys/stat.h>
 #include <sys/wait.h>
 
 #include <csignal>
@@ -20,7 +21,7 @@ using namespace std::chrono_literals;
 constexpr std::chrono::milliseconds kOpeningLimit = 15s;
 // From the signal that tells a worker to end, to the one that kills it.
 constexpr std::chrono::milliseconds kEndingLimit = 600ms;
-// For a worker that has finished to give its port back.
+// For a worker that has finished, or hasn't begun, to give its port back.
 constexpr std::chrono::milliseconds kFinishingLimit = 2s;
 constexpr std::chrono::milliseconds kKillingLimit = 200ms;
 constexpr std::chrono::milliseconds kGivingBackLimit = 600ms;
@@ -62,9 +63,13 @@ std::string InSeconds(std::chrono::milliseconds time) {
 
 }  // namespace
 
-BoardRun::BoardRun(std::size_t board, BoardStatus& status, const Limits& limits, Workers& workers,
-                   Display& display)
-    : board_(board), status_(status), limits_(limits), workers_(workers), display_(display) {}
+BoardRun::BoardRun(const Assignment& assignment, BoardStatus& status, const Limits& limits,
+                   Workers& workers, Display& display)
+    : assignment_(assignment),
+      status_(status),
+      limits_(limits),
+      workers_(workers),
+      display_(display) {}
 
 int BoardRun::Descriptor() const { return worker_ ? worker_->Events().Descriptor() : -1; }
 
@@ -82,8 +87,9 @@ void BoardRun::StartWorker() {
   Enter(State::kOpening, kOpeningLimit);
   try {
     const int attempt = status_.attempt + 1;
-    worker_ = std::make_unique<WorkerProcess>(
-        [this, attempt](EventSender& events, int) { workers_.Serve(board_, attempt, events); });
+    worker_ = std::make_unique<WorkerProcess>([this, attempt](EventSender& events, int) {
+      workers_.Serve(assignment_, attempt, events);
+    });
   } catch (const std::system_error& error) {
     cause_ = {Reason::kCrashed, std::string("no process can be started: ") + error.what()};
     Conclude();
@@ -100,9 +106,8 @@ void BoardRun::BeginAttempt() {
   ++status_.attempt;
   status_.block = 0;
   status_.bytes_sent = 0;
-  const std::chrono::milliseconds deadline = limits_.deadlines.at(board_);
-  Enter(State::kServing, deadline);
-  if (deadline == 0ms) {
+  Enter(State::kServing, assignment_.deadline);
+  if (assignment_.deadline == 0ms) {
     next_time_.reset();
   }
   display_.Show(status_, Change::kAttempt);
@@ -118,6 +123,7 @@ void BoardRun::LookAround(Clock::time_point now) {
   if (state_ == State::kDone) {
     return;
   }
+  now_ = now;
   TakeEvents();
   const std::optional<int> wait_status = worker_ ? worker_->WaitStatus() : std::nullopt;
   if (wait_status) {
@@ -143,6 +149,7 @@ void BoardRun::Take(EventReceiver::Message message) {
     case EventKind::kReady:
       ready_ = event;
       port_ = std::move(message.descriptor);
+      NoteOpening();
       if (state_ == State::kOpening && status_.attempt > 0) {
         BeginAttempt();
       } else if (state_ == State::kOpening) {
@@ -181,6 +188,12 @@ void BoardRun::Take(EventReceiver::Message message) {
   }
 }
 
+void BoardRun::NoteOpening() {
+  struct stat status {};
+  ::fstat(port_.Get(), &status);
+  last_opening_ = {now_, status.st_rdev};
+}
+
 void BoardRun::TakeEnd(int wait_status) {
   TakeEvents();  // what it sent before it ended
   worker_.reset();
@@ -205,7 +218,7 @@ void BoardRun::TakeTime() {
       TellToEnd(Reason::kDeadline, "the port was not open after " + InSeconds(kOpeningLimit));
       break;
     case State::kServing:
-      TellToEnd(Reason::kDeadline, "not done after " + InSeconds(limits_.deadlines.at(board_)));
+      TellToEnd(Reason::kDeadline, "not done after " + InSeconds(assignment_.deadline));
       break;
     case State::kEnding:
       worker_->Signal(SIGKILL);
@@ -231,6 +244,16 @@ void BoardRun::TellToEnd(Reason reason, const std::string& text) {
   }
   worker_->Signal(SIGTERM);
   Enter(State::kEnding, kEndingLimit);
+}
+
+// A worker that is just opening its port ends when it has: killed, it would leave it locked.
+void BoardRun::Withdraw() {
+  withdrawn_ = true;
+  const bool is_opening = state_ == State::kOpening;
+  Interrupt();
+  if (is_opening) {
+    Enter(State::kEnding, kFinishingLimit);
+  }
 }
 
 void BoardRun::Interrupt() {
@@ -277,6 +300,11 @@ void BoardRun::GiveBackPort() {
 
 void BoardRun::Conclude() {
   port_.Close();
+  if (withdrawn_ && status_.attempt == 0 && !finished_) {
+    state_ = State::kDone;
+    next_time_.reset();
+    return;
+  }
   const BoardStatus::End end = finished_ ? Told() : Untold();
   if (IsTriedAgainAfter(end)) {
     former_failure_ = end.message;

@@ -1,10 +1,11 @@
 #pragma once
 
+#include <sys/types.h>
+
 #include <chrono>
 #include <memory>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "boards/BoardStatus.h"
 #include "boards/WorkerProcess.h"
@@ -20,9 +21,10 @@ class Workers {
   Workers& operator=(const Workers&) = delete;
   virtual ~Workers() = default;
 
-  // Serves a board: sends `kReady` with the descriptor of its port, waits for the go, does what is
-  // to be done and sends `kFinished`. SIGTERM is to end it with exit status 0, the port given back.
-  virtual void Serve(std::size_t board, int attempt, EventSender& events) = 0;
+  // Serves the board at a port: sends `kReady` with the descriptor of its port, waits for the go,
+  // does what is to be done and sends `kFinished`. SIGTERM is to end it with exit status 0, the
+  // port given back.
+  virtual void Serve(const Assignment& assignment, int attempt, EventSender& events) = 0;
 
   // Gives back the port of a worker that didn't. `ready` is what that sent; the descriptor is valid
   // in this process.
@@ -32,17 +34,15 @@ class Workers {
 struct Limits {
   std::size_t jobs = 0;  // boards at once; 0: all
   int attempts = 1;
-  // Per board, of one attempt; 0: none.
-  std::vector<std::chrono::milliseconds> deadlines;
 };
 
 // One board's way from its first worker to its result. The supervisor tells it when to go on, and
 // lets it look at what has happened; no call waits.
 class BoardRun {
  public:
-  // Borrows all of them; `board` is the place of `status` among all boards.
-  BoardRun(std::size_t board, BoardStatus& status, const Limits& limits, Workers& workers,
-           Display& display);
+  // Borrows all of them.
+  BoardRun(const Assignment& assignment, BoardStatus& status, const Limits& limits,
+           Workers& workers, Display& display);
 
   // Begins to open the port.
   void Open();
@@ -54,6 +54,8 @@ class BoardRun {
   bool IsServed() const { return status_.attempt > 0 && state_ != State::kDone; }
   bool IsDone() const { return state_ == State::kDone; }
 
+  // Ends a board that hasn't been begun, without a result: nothing is told of it.
+  void Withdraw();
   // The worker is told to end.
   void Interrupt();
   // The worker is killed, and its port given back as far as a moment allows.
@@ -68,6 +70,13 @@ class BoardRun {
   std::optional<Clock::time_point> NextTime() const { return next_time_; }
   // Readable when there are events; -1 if there can't be any.
   int Descriptor() const;
+
+  // The last time that a worker had opened the port, and which device it was.
+  struct Opening {
+    Clock::time_point at;
+    dev_t device = 0;
+  };
+  const std::optional<Opening>& LastOpening() const { return last_opening_; }
 
  private:
   enum class State {
@@ -88,6 +97,7 @@ class BoardRun {
   void BeginAttempt();
   void TakeEvents();
   void Take(EventReceiver::Message message);
+  void NoteOpening();
   void TakeEnd(int wait_status);
   void TakeTime();
   void TellToEnd(Reason reason, const std::string& text);
@@ -99,7 +109,7 @@ class BoardRun {
   bool IsTriedAgainAfter(const BoardStatus::End& end) const;
   void Enter(State state, std::chrono::milliseconds limit);
 
-  std::size_t board_;
+  const Assignment& assignment_;
   BoardStatus& status_;
   const Limits& limits_;
   Workers& workers_;
@@ -116,6 +126,9 @@ class BoardRun {
   bool has_begun_ = false;      // the attempt for which the worker runs
   std::string former_failure_;  // the last attempt's message
   bool interrupted_ = false;
+  bool withdrawn_ = false;
+  Clock::time_point now_;
+  std::optional<Opening> last_opening_;
 };
 
 }  // namespace kvo::boards

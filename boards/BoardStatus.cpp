@@ -9,11 +9,11 @@ bool IsGood(const BoardStatus::End& end) {
          end.outcome == Outcome::kAnswered;
 }
 
-Totals TotalsOf(const std::vector<BoardStatus>& boards, double seconds) {
+Totals TotalsOf(const std::vector<BoardStatus>& boards) {
   const auto good = static_cast<std::size_t>(std::count_if(
       boards.begin(), boards.end(),
       [](const BoardStatus& board) { return board.end.has_value() && IsGood(*board.end); }));
-  return {boards.size(), good, boards.size() - good, seconds};
+  return {.boards = boards.size(), .good = good, .failed = boards.size() - good};
 }
 
 }  // namespace kvo::boards

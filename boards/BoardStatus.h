@@ -8,15 +8,25 @@
 #include <vector>
 
 #include "boards/Events.h"
+#include "boards/ports/PortAddress.h"
 
 namespace kvo::boards {
 
 using Clock = std::chrono::steady_clock;
 
+// What is to be done at a port; fixed before it begins.
+struct Assignment {
+  PortAddress port;
+  std::chrono::milliseconds answer_timeout{0};
+  std::chrono::milliseconds deadline{0};  // of one attempt; 0: none
+  std::string log_path;                   // empty: no log
+};
+
 // All that is known of one board, from its port's name to its result. The supervisor keeps it;
 // displays and logs read it.
 struct BoardStatus {
-  std::string port;  // as on the command line
+  std::string port;  // as on the command line, or as it was found
+  std::string log_path;
 
   // What the image is for; empty and 0 when there is none.
   std::string board;
@@ -54,6 +64,7 @@ struct Totals {
   std::size_t failed = 0;
   double seconds = 0.0;
 };
-Totals TotalsOf(const std::vector<BoardStatus>& boards, double seconds);
+// The time is left to the caller.
+Totals TotalsOf(const std::vector<BoardStatus>& boards);
 
 }  // namespace kvo::boards

@@ -139,32 +139,43 @@ void RequireDifferentPorts(const std::vector<PortAddress>& ports) {
   }
 }
 
-void SetTimes(Plan& plan) {
-  const CommandLine& given = plan.command_line;
-  for (const PortAddress& port : given.ports) {
-    const milliseconds answer_timeout =
-        given.answer_timeout.value_or(DefaultAnswerTimeout(given.baud_rate, port.is_tcp));
-    const milliseconds deadline =
-        given.action == Action::kInfo
-            ? kInfoDeadline
-            : DefaultDeadline(plan.bytes, given.baud_rate, answer_timeout);
-    plan.answer_timeouts.push_back(answer_timeout);
-    plan.deadlines.push_back(given.deadline.value_or(deadline));
-  }
-}
-
 }  // namespace
 
 Plan MakePlan(CommandLine command_line) {
   Plan plan;
   plan.command_line = std::move(command_line);
-  if (plan.command_line.action == Action::kFlash) {
+  if (plan.command_line.action != Action::kInfo) {
     CheckImage(plan);
   }
   Resolve(plan.command_line.ports);
   RequireDifferentPorts(plan.command_line.ports);
-  SetTimes(plan);
+  for (const PortAddress& port : plan.command_line.ports) {
+    plan.assignments.push_back(Assign(plan, port));
+  }
   return plan;
+}
+
+Assignment Assign(const Plan& plan, const PortAddress& port) {
+  const CommandLine& given = plan.command_line;
+  Assignment assignment;
+  assignment.port = port;
+  assignment.answer_timeout =
+      given.answer_timeout.value_or(DefaultAnswerTimeout(given.baud_rate, port.is_tcp));
+  assignment.deadline = given.deadline.value_or(
+      given.action == Action::kInfo
+          ? kInfoDeadline
+          : DefaultDeadline(plan.bytes, given.baud_rate, assignment.answer_timeout));
+  return assignment;
+}
+
+BoardStatus BeforeTheFirstAttempt(const Plan& plan, const Assignment& assignment) {
+  BoardStatus status;
+  status.port = assignment.port.name;
+  status.log_path = assignment.log_path;
+  status.board = plan.board;
+  status.application = plan.application;
+  status.bytes = plan.bytes;
+  return status;
 }
 
 milliseconds DefaultAnswerTimeout(std::uint32_t baud_rate, bool is_tcp) {

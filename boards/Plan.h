@@ -22,9 +22,7 @@ struct Plan {
   std::uint64_t bytes = 0;
   std::filesystem::file_time_type image_written;
 
-  // Per port, in the command line's order.
-  std::vector<std::chrono::milliseconds> answer_timeouts;
-  std::vector<std::chrono::milliseconds> deadlines;  // of one attempt; 0: none
+  std::vector<Assignment> assignments;  // in the command line's order; of a watch none
 };
 
 // A wrong image or command line, told in one line.
@@ -37,6 +35,12 @@ class WrongPlan : public std::runtime_error {
 // an image that can't be flashed and for the same port under two names. Nothing is opened but the
 // image.
 Plan MakePlan(CommandLine command_line);
+
+// What is to be done at a port, as the plan has it; without a log.
+Assignment Assign(const Plan& plan, const PortAddress& port);
+
+// What is known of its board before it begins.
+BoardStatus BeforeTheFirstAttempt(const Plan& plan, const Assignment& assignment);
 
 // How long an answer is waited for unless the user says so: 100 ms and what a block takes on the
 // line, rounded up to a tenth of a second; 1000 ms more over TCP.

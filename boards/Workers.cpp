@@ -23,6 +23,7 @@ using namespace std::chrono_literals;
 using bootloadertms::BootLoader;
 
 constexpr std::chrono::milliseconds kPortMayBeAwayFor = 10s;
+constexpr std::chrono::milliseconds kPortMayBeInTheMakingFor = 2s;
 constexpr std::chrono::milliseconds kLookForPortEvery = 100ms;
 constexpr std::chrono::milliseconds kTellProgressEvery = 100ms;
 
@@ -35,26 +36,33 @@ void Open(BoardPort& port) {
   }
 }
 
-// The port of a repeated attempt may be about to come back, and get its permissions only then. It
-// may be busy for a moment, too: by programs that look at each new device, and by a worker that has
-// just begun and not closed yet what it has inherited.
-void OpenWhenItIsBack(BoardPort& port) {
-  const Clock::time_point limit = Clock::now() + kPortMayBeAwayFor;
+// A port that has just appeared gets its permissions a moment later. It may be busy for a moment,
+// too: by programs that look at each new device, and by a worker that has just begun and not closed
+// yet what it has inherited. One that has gone again may come back.
+void OpenWithin(std::chrono::milliseconds patience, BoardPort& port) {
+  const Clock::time_point limit = Clock::now() + patience;
   for (;;) {
     try {
       Open(port);
       return;
     } catch (const PortFailure& failure) {
-      const Reason reason = failure.GetReason();
-      const bool is_over = Clock::now() >= limit;
-      if (reason == Reason::kNotATerminal || (reason == Reason::kBusy && is_over)) {
+      if (failure.GetReason() == Reason::kNotATerminal || Clock::now() >= limit) {
         throw;
-      }
-      if (is_over) {
-        throw PortFailure(Reason::kLost, "the port was not back after 10 s");
       }
     }
     std::this_thread::sleep_for(kLookForPortEvery);
+  }
+}
+
+// The port of a repeated attempt.
+void OpenWhenItIsBack(BoardPort& port) {
+  try {
+    OpenWithin(kPortMayBeAwayFor, port);
+  } catch (const PortFailure& failure) {
+    if (failure.GetReason() == Reason::kNotATerminal || failure.GetReason() == Reason::kBusy) {
+      throw;
+    }
+    throw PortFailure(Reason::kLost, "the port was not back after 10 s");
   }
 }
 
@@ -84,25 +92,23 @@ Event NotOpened(const PortFailure& failure) {
 // Serves one board. From `Run` on, it must live as long as its process.
 class Worker {
  public:
-  Worker(const Plan& plan, std::size_t board, const std::string& log_path,
-         const EventSender& events)
+  Worker(const Plan& plan, const Assignment& assignment, const EventSender& events)
       : plan_(plan),
-        answer_timeout_(plan.answer_timeouts.at(board)),
-        log_(log_path.empty() ? BoardLog() : BoardLog(log_path)),
+        answer_timeout_(assignment.answer_timeout),
+        log_(assignment.log_path.empty() ? BoardLog() : BoardLog(assignment.log_path)),
         events_(events),
-        port_(MakePort(plan.command_line.ports.at(board), plan.command_line.baud_rate,
-                       answer_timeout_)),
+        port_(MakePort(assignment.port, plan.command_line.baud_rate, answer_timeout_)),
         traced_(*port_, log_),
         watch_(
             plan.command_line.trace ? static_cast<bootloadertms::ISerialPort&>(traced_) : *port_,
             plan.bytes, [this] { return port_->HasRead(); }, [this] { TellProgress(); }) {
-    std::cout.rdbuf(log_path.empty() ? nullptr : &log_.Trace());
+    std::cout.rdbuf(assignment.log_path.empty() ? nullptr : &log_.Trace());
   }
 
   void Run(bool is_repeated) {
     GiveBackWhenToldToEnd(events_, watch_, port_->GetBorrowed());
     try {
-      is_repeated ? OpenWhenItIsBack(*port_) : Open(*port_);
+      OpenPort(is_repeated);
     } catch (const PortFailure& failure) {
       events_.Send(NotOpened(failure));
       return;
@@ -116,6 +122,16 @@ class Worker {
   }
 
  private:
+  void OpenPort(bool is_repeated) {
+    if (is_repeated) {
+      OpenWhenItIsBack(*port_);
+    } else if (plan_.command_line.action == Action::kWatch) {
+      OpenWithin(kPortMayBeInTheMakingFor, *port_);
+    } else {
+      Open(*port_);
+    }
+  }
+
   void TellReady() {
     Event event;
     event.kind = EventKind::kReady;
@@ -146,9 +162,9 @@ class Worker {
       event.outcome = Outcome::kReady;
       return event;
     }
-    return plan_.command_line.action == Action::kFlash
-               ? Flash(plan_, is_repeated, answer_timeout_, client, watch_, tell)
-               : Ask(client, tell);
+    return plan_.command_line.action == Action::kInfo
+               ? Ask(client, tell)
+               : Flash(plan_, is_repeated, answer_timeout_, client, watch_, tell);
   }
 
   void TellProgress() {
@@ -181,13 +197,11 @@ class Worker {
 
 class LibraryWorkers : public Workers {
  public:
-  LibraryWorkers(const Plan& plan, const std::vector<std::string>& log_paths)
-      : plan_(plan), log_paths_(log_paths) {}
+  explicit LibraryWorkers(const Plan& plan) : plan_(plan) {}
 
-  void Serve(std::size_t board, int attempt, EventSender& events) override {
+  void Serve(const Assignment& assignment, int attempt, EventSender& events) override {
     // Deliberate: never deleted, as the signal handler and std::cout use it until the process ends.
-    auto* const worker =
-        new Worker(plan_, board, log_paths_.empty() ? "" : log_paths_.at(board), events);
+    auto* const worker = new Worker(plan_, assignment, events);
     worker->Run(attempt > 1);
   }
 
@@ -202,13 +216,12 @@ class LibraryWorkers : public Workers {
 
  private:
   const Plan& plan_;
-  const std::vector<std::string>& log_paths_;
 };
 
 }  // namespace
 
-std::unique_ptr<Workers> MakeWorkers(const Plan& plan, const std::vector<std::string>& log_paths) {
-  return std::make_unique<LibraryWorkers>(plan, log_paths);
+std::unique_ptr<Workers> MakeWorkers(const Plan& plan) {
+  return std::make_unique<LibraryWorkers>(plan);
 }
 
 }  // namespace kvo::boards

@@ -2,6 +2,7 @@
 #include <nss.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
@@ -10,6 +11,7 @@
 #include <iostream>
 #include <memory>
 #include <string>
+#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -18,6 +20,7 @@
 #include "boards/List.h"
 #include "boards/Plan.h"
 #include "boards/Supervisor.h"
+#include "boards/Watch.h"
 #include "boards/Workers.h"
 #include "boards/display/DisplayChoice.h"
 
@@ -48,51 +51,49 @@ void KeepToBuiltInLookups() {
 
 std::vector<BoardStatus> BoardsOf(const Plan& plan) {
   std::vector<BoardStatus> boards;
-  for (const PortAddress& port : plan.command_line.ports) {
-    BoardStatus board;
-    board.port = port.name;
-    board.board = plan.board;
-    board.application = plan.application;
-    board.bytes = plan.bytes;
-    boards.push_back(board);
+  for (const Assignment& assignment : plan.assignments) {
+    boards.push_back(BeforeTheFirstAttempt(plan, assignment));
   }
   return boards;
 }
 
-std::vector<std::string> MakeLogs(const CommandLine& command_line) {
-  if (command_line.log_folder.empty()) {
-    return {};
+void MakeLogFolder(const std::string& folder) {
+  std::error_code error;
+  std::filesystem::create_directories(folder, error);
+  if (!error && ::access(folder.c_str(), W_OK | X_OK) != 0) {
+    error.assign(errno, std::generic_category());
   }
+  if (error) {
+    throw WrongPlan("--log-dir: " + folder + ": " + error.message());
+  }
+}
+
+void MakeLogs(const std::string& folder, std::vector<Assignment>& assignments) {
   std::vector<std::string> names;
-  for (const PortAddress& port : command_line.ports) {
-    names.push_back(port.name);
+  for (const Assignment& assignment : assignments) {
+    names.push_back(assignment.port.name);
   }
-  try {
-    std::filesystem::create_directories(command_line.log_folder);
-  } catch (const std::filesystem::filesystem_error& error) {
-    throw WrongPlan("--log-dir: " + command_line.log_folder + ": " + error.code().message());
-  }
-  std::vector<std::string> paths = LogPaths(command_line.log_folder, names);
-  for (const std::string& path : paths) {
-    if (!BoardLog(path).IsOpen()) {
-      throw WrongPlan("--log-dir: " + path + " can't be written");
+  const std::vector<std::string> paths = LogPaths(folder, names);
+  for (std::size_t i = 0; i < paths.size(); ++i) {
+    if (!BoardLog(paths[i]).IsOpen()) {
+      throw WrongPlan("--log-dir: " + paths[i] + " can't be written");
     }
+    assignments[i].log_path = paths[i];
   }
-  return paths;
 }
 
 void LeaveAtOnce(int signal) { ::_exit(kEndedBySignal + signal); }
 
 // Returns the signal that ended it, or 0. The report may not be read by anybody: from now on a
-// signal ends the program, and after two of them it ends by itself.
-int ServeBoards(Supervisor& supervisor) {
-  const int signal = supervisor.Run();
+// signal ends the program, and after haste it ends by itself.
+int ServeBoards(BoardLoop& boards) {
+  const int signal = boards.Run();
   for (const int other : {SIGINT, SIGTERM, SIGHUP}) {
     if (std::signal(other, LeaveAtOnce) == SIG_IGN) {
       std::signal(other, SIG_IGN);
     }
   }
-  if (supervisor.HasBeenToldTwice()) {
+  if (boards.IsInHaste()) {
     std::thread([signal] {
       std::this_thread::sleep_for(kLongestReportInHaste);
       LeaveAtOnce(signal);
@@ -101,30 +102,56 @@ int ServeBoards(Supervisor& supervisor) {
   return signal;
 }
 
-int Run(const Plan& plan) {
-  const std::vector<std::string> logs = MakeLogs(plan.command_line);
-  std::vector<BoardStatus> boards = BoardsOf(plan);
-  const Limits limits = {.jobs = plan.command_line.jobs,
-                         .attempts = plan.command_line.attempts,
-                         .deadlines = plan.deadlines};
-  const Clock::time_point start = Clock::now();
-  const std::unique_ptr<Workers> workers = MakeWorkers(plan, logs);
+std::unique_ptr<Display> MakeDisplay(const CommandLine& command_line,
+                                     const std::vector<BoardStatus>& boards) {
   std::vector<std::unique_ptr<Display>> displays;
-  displays.push_back(ChooseDisplay(plan.command_line, boards));
-  if (!logs.empty()) {
-    displays.push_back(MakeLogDisplay(boards, logs));
+  displays.push_back(ChooseDisplay(command_line, boards));
+  if (!command_line.log_folder.empty()) {
+    displays.push_back(MakeLogDisplay());
   }
-  const std::unique_ptr<Display> display = Together(std::move(displays));
-  auto supervisor = std::make_unique<Supervisor>(boards, limits, *workers, *display);
-  const int signal = ServeBoards(*supervisor);
-  supervisor.reset();  // it keeps signals for itself
-  const Totals totals =
-      TotalsOf(boards, std::chrono::duration<double>(Clock::now() - start).count());
-  display->Finish(totals);
-  if (signal != 0) {
-    return kEndedBySignal + signal;
+  return Together(std::move(displays));
+}
+
+struct Served {
+  int signal;
+  Totals totals;
+};
+
+// The loop ends with these calls, as it keeps signals for itself.
+Served ServeAll(const Plan& plan, const Limits& limits, std::vector<BoardStatus>& boards,
+                Workers& workers, Display& display) {
+  Supervisor supervisor(plan.assignments, boards, limits, workers, display);
+  const int signal = ServeBoards(supervisor);
+  return {signal, TotalsOf(boards)};
+}
+
+Served ServeThoseThatCome(const Plan& plan, const Limits& limits, Workers& workers,
+                          Display& display) {
+  Watch watch(plan, limits, workers, display);
+  const int signal = ServeBoards(watch);
+  return {signal, watch.GetTotals()};
+}
+
+int Run(Plan plan) {
+  const CommandLine& command_line = plan.command_line;
+  if (!command_line.log_folder.empty()) {
+    MakeLogFolder(command_line.log_folder);
+    MakeLogs(command_line.log_folder, plan.assignments);
   }
-  return totals.failed == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
+  std::vector<BoardStatus> boards = BoardsOf(plan);
+  const Limits limits = {.jobs = command_line.jobs, .attempts = command_line.attempts};
+  const Clock::time_point start = Clock::now();
+  const std::unique_ptr<Workers> workers = MakeWorkers(plan);
+  const std::unique_ptr<Display> display = MakeDisplay(command_line, boards);
+  Served served = command_line.action == Action::kWatch
+                      ? ServeThoseThatCome(plan, limits, *workers, *display)
+                      : ServeAll(plan, limits, boards, *workers, *display);
+  served.totals.seconds = std::chrono::duration<double>(Clock::now() - start).count();
+  display->Finish(served.totals);
+  if (served.signal != 0) {
+    return kEndedBySignal + served.signal;
+  }
+  return served.totals.failed == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
 }
 
 int Main(int argc, const char* const* argv) {

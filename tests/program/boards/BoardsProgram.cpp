@@ -1,5 +1,7 @@
 #include "program/boards/BoardsProgram.h"
 
+#include <unistd.h>
+
 #include <chrono>
 #include <filesystem>
 #include <sstream>
@@ -11,6 +13,13 @@ std::vector<std::string> operator+(std::vector<std::string> left,
                                    const std::vector<std::string>& right) {
   left.insert(left.end(), right.begin(), right.end());
   return left;
+}
+
+std::vector<std::string> AsAnotherUser() {
+  if (::geteuid() != 0) {
+    return {};
+  }
+  return {"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"};
 }
 
 std::unique_ptr<RunningProgram> StartBoards(const std::vector<std::string>& arguments,
@@ -94,6 +103,16 @@ void PlayedBoard::GetsABlockAfter(std::size_t blocks) const {
     ASSERT_NO_FATAL_FAILURE(Gets(kBlock, "\x06"));
   }
   Gets(kBlock);
+}
+
+void PlayedBoard::TakesTheLastBlock() const {
+  constexpr std::size_t kClosingPacket = 133;
+  terminal_.Send("\x06");
+  ASSERT_NO_FATAL_FAILURE(Gets(1,
+                               "\x06"
+                               "C"));
+  ASSERT_NO_FATAL_FAILURE(Gets(kClosingPacket, "\x06"));
+  terminal_.Send("O");
 }
 
 std::string PlayedBoard::Rest() const {

@@ -26,6 +26,9 @@ inline const std::vector<std::string> kTransferAlone = {
 std::vector<std::string> operator+(std::vector<std::string> left,
                                    const std::vector<std::string>& right);
 
+// Runs a program as somebody who isn't the superuser; nothing when nobody is.
+std::vector<std::string> AsAnotherUser();
+
 // Starts kvo-boards; a command such as strace may run it.
 std::unique_ptr<RunningProgram> StartBoards(const std::vector<std::string>& arguments,
                                             const std::vector<std::string>& run_by = {});
@@ -82,6 +85,8 @@ class PlayedBoard {
   void GetsTheReceiveCommand() const;
   // The same, takes packet 0 and `blocks` of the image and gets one block more.
   void GetsABlockAfter(std::size_t blocks) const;
+  // Takes the block that came as the last one, and finds the image good.
+  void TakesTheLastBlock() const;
   // All that comes before the run ends and was not taken.
   std::string Rest() const;
 

@@ -2,8 +2,6 @@
 // it.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
-
 #include <filesystem>
 #include <string>
 
@@ -217,10 +215,7 @@ class PortOfAnotherUser : public PortThatFails {
     }
   }
 
-  const std::vector<std::string> run_by_ =
-      ::geteuid() == 0
-          ? std::vector<std::string>{"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"}
-          : std::vector<std::string>{};
+  const std::vector<std::string> run_by_ = AsAnotherUser();
   const PlayedBoard board_{};
 };
 

@@ -88,6 +88,20 @@ INSTANTIATE_TEST_SUITE_P(Images, WrongCommandLine,
                                                std::string(110, 'x'), "UNNAMED", "PORT"}));
 
 INSTANTIATE_TEST_SUITE_P(
+    Watching, WrongCommandLine,
+    ::testing::Values(
+        Row{"watch"}, Row{"watch", "IMAGE"}, Row{"watch", "IMAGE", ""},
+        Row{"watch", "IMAGE", "tcp:127.0.0.1:9"}, Row{"watch", "IMAGE", "PORT", "tcp:127.0.0.1:9"},
+        Row{"watch", "no_image_tv.bin", "PORT"}, Row{"watch", "EMPTY", "PORT"},
+        Row{"watch", "--dry-run", "UNNAMED", "PORT"}, Row{"watch", "--count", "0", "IMAGE", "PORT"},
+        Row{"watch", "--count", "-1", "IMAGE", "PORT"},
+        Row{"watch", "--count", "1x", "IMAGE", "PORT"},
+        Row{"watch", "--jobs", "0", "IMAGE", "PORT"}, Row{"watch", "--trace", "IMAGE", "PORT"},
+        Row{"watch", "--log-dir", "IMAGE", "IMAGE", "PORT"},
+        Row{"flash", "--new-only", "IMAGE", "PORT"}, Row{"flash", "--count", "1", "IMAGE", "PORT"},
+        Row{"flash", "--bell", "IMAGE", "PORT"}, Row{"info", "--bell", "PORT"}));
+
+INSTANTIATE_TEST_SUITE_P(
     OnePortTwice, WrongCommandLine,
     ::testing::Values(Row{"flash", "IMAGE", "PORT", "PORT"}, Row{"flash", "IMAGE", "LINK", "PORT"},
                       Row{"flash", "IMAGE", "PORT", "DETOUR"},

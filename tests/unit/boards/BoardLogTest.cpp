@@ -79,21 +79,25 @@ TEST_F(BoardLogTest, APipeThatNobodyReadsHoldsNobodyUp) {
 
 TEST_F(BoardLogTest, ALogTellsItsBoardsStory) {
   std::vector<BoardStatus> boards = {SendingBoard(), SendingBoard()};
-  const std::unique_ptr<Display> display =
-      MakeLogDisplay(boards, {folder_.Path("other.log"), path_});
+  boards[0].log_path = folder_.Path("other.log");
+  boards[1].log_path = path_;
+  const std::unique_ptr<Display> display = MakeLogDisplay();
+  display->Show(boards[0], Change::kAttempt);
+  display->Show(boards[1], Change::kCame);
   display->Show(boards[1], Change::kAttempt);
   display->Show(boards[1], Change::kStep);
   display->Show(boards[1], Change::kProgress);
   display->Show(boards[1], Change::kProgress);
   boards[1].end = FlashedBoard().end;
   display->Show(boards[1], Change::kEnd);
+  display->Show(boards[1], Change::kGone);
   display->Finish({2, 1, 1, 3.5});
   EXPECT_EQ(Content(),
             "2001-09-09T01:46:40.000000Z attempt 1\n"
             "2001-09-09T01:46:40.000000Z sending\n"
             "2001-09-09T01:46:40.000000Z 50 %\n"
             "2001-09-09T01:46:40.000000Z flashed in 3.4 s\n");
-  EXPECT_EQ(ReadFile(folder_.Path("other.log")), "");
+  EXPECT_EQ(ReadFile(folder_.Path("other.log")), "2001-09-09T01:46:40.000000Z attempt 1\n");
 }
 
 TEST(LogPathsTest, APortsNameBecomesAFilesName) {
@@ -107,6 +111,15 @@ TEST(LogPathsTest, APortsNameBecomesAFilesName) {
 TEST(LogPathsTest, ANumberedNameIsNotTakenTwice) {
   EXPECT_EQ(LogPaths("logs", {"a-2", "a", "/a"}),
             (std::vector<std::string>{"logs/a-2.log", "logs/a.log", "logs/a-3.log"}));
+}
+
+TEST_F(BoardLogTest, ALogOfNowCarriesTimeAndPortAndTakesNoNameTwice) {
+  const std::string folder = folder_.Path(".");
+  const std::string first = folder + "/20010909T014640.000Z-dev_ttyUSB0.log";
+  EXPECT_EQ(LogPathOfNow(folder, "/dev/ttyUSB0"), first);
+  const BoardLog log(first);
+  EXPECT_EQ(LogPathOfNow(folder, "dev/ttyUSB0"),
+            folder + "/20010909T014640.000Z-dev_ttyUSB0-2.log");
 }
 
 TEST(LogPathsTest, ALongNameKeepsItsEnd) {

@@ -17,6 +17,14 @@ using bootloadertms::testing::TemporaryFolder;
 using std::chrono::milliseconds;
 using PortTimes = std::vector<milliseconds>;
 
+PortTimes TimesOf(const Plan& plan, milliseconds Assignment::*time) {
+  PortTimes times;
+  for (const Assignment& assignment : plan.assignments) {
+    times.push_back(assignment.*time);
+  }
+  return times;
+}
+
 CommandLine Flashing(const std::string& image, const std::vector<std::string>& ports) {
   CommandLine line;
   line.image = image;
@@ -108,15 +116,19 @@ TEST_F(PlanTest, InfoNeedsNoImageAndHasFifteenSeconds) {
   const Plan plan = MakePlan(line);
   EXPECT_EQ(plan.board + plan.application, "");
   EXPECT_EQ(plan.bytes, 0U);
-  EXPECT_EQ(plan.answer_timeouts, (PortTimes{milliseconds(1200), milliseconds(2200)}));
-  EXPECT_EQ(plan.deadlines, (PortTimes{milliseconds(15000), milliseconds(15000)}));
+  EXPECT_EQ(TimesOf(plan, &Assignment::answer_timeout),
+            (PortTimes{milliseconds(1200), milliseconds(2200)}));
+  EXPECT_EQ(TimesOf(plan, &Assignment::deadline),
+            (PortTimes{milliseconds(15000), milliseconds(15000)}));
 }
 
 TEST_F(PlanTest, EachPortHasItsTimes) {
   const std::string image = folder_.WriteFile("fw_tv.bin", std::string(262144, 'x'));
   const Plan plan = MakePlan(Flashing(image, {"/dev/null", "tcp:127.0.0.1:1"}));
-  EXPECT_EQ(plan.answer_timeouts, (PortTimes{milliseconds(200), milliseconds(1200)}));
-  EXPECT_EQ(plan.deadlines, (PortTimes{milliseconds(96000), milliseconds(443000)}));
+  EXPECT_EQ(TimesOf(plan, &Assignment::answer_timeout),
+            (PortTimes{milliseconds(200), milliseconds(1200)}));
+  EXPECT_EQ(TimesOf(plan, &Assignment::deadline),
+            (PortTimes{milliseconds(96000), milliseconds(443000)}));
 }
 
 TEST_F(PlanTest, AGivenAnswerTimeoutCountsForAllPortsAndForTheirDeadlines) {
@@ -124,8 +136,10 @@ TEST_F(PlanTest, AGivenAnswerTimeoutCountsForAllPortsAndForTheirDeadlines) {
   CommandLine line = Flashing(image, {"/dev/null", "tcp:127.0.0.1:1"});
   line.answer_timeout = milliseconds(250);
   const Plan plan = MakePlan(line);
-  EXPECT_EQ(plan.answer_timeouts, (PortTimes{milliseconds(250), milliseconds(250)}));
-  EXPECT_EQ(plan.deadlines, (PortTimes{milliseconds(114000), milliseconds(114000)}));
+  EXPECT_EQ(TimesOf(plan, &Assignment::answer_timeout),
+            (PortTimes{milliseconds(250), milliseconds(250)}));
+  EXPECT_EQ(TimesOf(plan, &Assignment::deadline),
+            (PortTimes{milliseconds(114000), milliseconds(114000)}));
 }
 
 TEST_F(PlanTest, AGivenDeadlineCountsAsItIs) {
@@ -133,7 +147,7 @@ TEST_F(PlanTest, AGivenDeadlineCountsAsItIs) {
   for (const int deadline : {0, 1, 500}) {
     CommandLine line = Flashing(image, {"/dev/null", "tcp:127.0.0.1:1"});
     line.deadline = milliseconds(deadline);
-    EXPECT_EQ(MakePlan(line).deadlines,
+    EXPECT_EQ(TimesOf(MakePlan(line), &Assignment::deadline),
               (PortTimes{milliseconds(deadline), milliseconds(deadline)}));
   }
 }

@@ -35,6 +35,16 @@ TEST(SentencesTest, ASummaryCountsWhatThereIs) {
   EXPECT_EQ(Summary({4, 0, 4, 3.5}, Task::kFlash), "4 boards: 4 failed");
   EXPECT_EQ(Summary({1, 1, 0, 3.5}, Task::kFlash), "1 board: 1 flashed");
   EXPECT_EQ(Summary({2, 1, 1, 3.5}, Task::kDryRun), "2 boards: 1 ready, 1 failed");
+  EXPECT_EQ(Summary({0, 0, 0, 3.5}, Task::kFlash), "0 boards: 0 flashed");
+}
+
+TEST(SentencesTest, AWatchCountsBothKinds) {
+  EXPECT_EQ(RunningTotals({12, 12, 0, 3.5}, Task::kFlash), "12 flashed, 0 failed");
+  EXPECT_EQ(RunningTotals({13, 12, 1, 3.5}, Task::kDryRun), "12 ready, 1 failed");
+}
+
+TEST(SentencesTest, PatternsAreNamedWithoutTheirControlCharacters) {
+  EXPECT_EQ(WaitingFor({"/dev/\x1b*"}), "Waiting for boards at /dev/\\x1b*");
 }
 
 TEST(SentencesTest, ANumberHasOneDigitAfterThePoint) {
@@ -57,11 +67,10 @@ TEST(BoardStatusTest, TotalsCountABoardThatHasNotEndedAsFailed) {
                                            AskedBoard(Outcome::kSilent),
                                            AnsweringBootloader(),
                                            FailedBoard(Reason::kLost, "gone", true)};
-  const Totals totals = TotalsOf(boards, 3.5);
+  const Totals totals = TotalsOf(boards);
   EXPECT_EQ(totals.boards, 6U);
   EXPECT_EQ(totals.good, 3U);
   EXPECT_EQ(totals.failed, 3U);
-  EXPECT_EQ(totals.seconds, 3.5);
 }
 
 }  // namespace

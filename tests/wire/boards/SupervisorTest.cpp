@@ -105,14 +105,17 @@ class SupervisorTest : public ::testing::Test, public Workers {
     board.port = std::to_string(boards_.size());
     boards_.push_back(board);
     works_.push_back(work);
-    limits_.deadlines.emplace_back(60s);
+    Assignment assignment;
+    assignment.port.name = board.port;
+    assignment.deadline = 60s;
+    assignments_.push_back(assignment);
   }
 
   void AddGoodBoard() {
     AddBoard([](int, EventSender& events) { events.Send(Finished(Outcome::kFlashed)); });
   }
 
-  int Run() { return Supervisor(boards_, limits_, *this, display_).Run(); }
+  int Run() { return Supervisor(assignments_, boards_, limits_, *this, display_).Run(); }
 
   void ExpectGood(std::size_t board) {
     EXPECT_EQ(boards_.at(board).end->outcome, Outcome::kFlashed);
@@ -126,7 +129,8 @@ class SupervisorTest : public ::testing::Test, public Workers {
   }
 
   // In the worker's process.
-  void Serve(std::size_t board, int attempt, EventSender& events) override {
+  void Serve(const Assignment& assignment, int attempt, EventSender& events) override {
+    const std::size_t board = std::stoul(assignment.port.name);
     g_told_to_end = &notes_->told_to_end.at(board);
     std::signal(SIGTERM, [](int) {
       ++*g_told_to_end;
@@ -159,6 +163,7 @@ class SupervisorTest : public ::testing::Test, public Workers {
     }
   }
 
+  std::vector<Assignment> assignments_;
   std::vector<BoardStatus> boards_;
   std::vector<Work> works_;
   std::function<void(std::size_t board)> before_opening_;
@@ -239,7 +244,7 @@ TEST_F(SupervisorTest, ABoardThatExceedsItsDeadlineIsToldToEnd) {
     Hang();
   });
   AddGoodBoard();
-  limits_.deadlines.front() = 300ms;
+  assignments_.front().deadline = 300ms;
   EXPECT_EQ(Run(), 0);
   ExpectFailed(0, Reason::kDeadline, "not done after 0.3 s" + kAtBlock17);
   EXPECT_TRUE(boards_.front().end->in_transfer);
@@ -251,7 +256,7 @@ TEST_F(SupervisorTest, ABoardThatExceedsItsDeadlineIsToldToEnd) {
 TEST_F(SupervisorTest, AWorkerThatDoesNotEndIsKilledAndItsPortGivenBack) {
   before_opening_ = [](std::size_t) { std::signal(SIGTERM, SIG_IGN); };
   AddBoard([](int, EventSender&) { Hang(); });
-  limits_.deadlines.front() = 1ms;
+  assignments_.front().deadline = 1ms;
   EXPECT_EQ(Run(), 0);
   ExpectFailed(0, Reason::kDeadline, "not done after 0.001 s before anything was sent");
   EXPECT_EQ(notes_->given_back.at(0), 1);
@@ -260,7 +265,7 @@ TEST_F(SupervisorTest, AWorkerThatDoesNotEndIsKilledAndItsPortGivenBack) {
 TEST_F(SupervisorTest, AStoppedWorkerHoldsNobodyUp) {
   AddBoard([](int, EventSender&) { ::raise(SIGSTOP); });
   AddGoodBoard();
-  limits_.deadlines.front() = 1ms;
+  assignments_.front().deadline = 1ms;
   EXPECT_EQ(Run(), 0);
   EXPECT_EQ(boards_.front().end->reason, Reason::kDeadline);
   ExpectGood(1);
@@ -295,7 +300,7 @@ TEST_F(SupervisorTest, NoDeadlineMeansNone) {
     std::this_thread::sleep_for(200ms);
     events.Send(Finished(Outcome::kFlashed));
   });
-  limits_.deadlines.front() = 0ms;
+  assignments_.front().deadline = 0ms;
   EXPECT_EQ(Run(), 0);
   ExpectGood(0);
 }

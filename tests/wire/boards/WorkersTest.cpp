@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <filesystem>
 #include <functional>
 #include <string>
 #include <thread>
@@ -35,15 +36,15 @@ class WorkersTest : public ::testing::Test {
   // Begins to serve the board at that port; nothing is done with it after the go. `prepare` is
   // called in the worker's process.
   void Serve(const std::string& port, int attempt = 1, const std::function<void()>& prepare = {}) {
-    plan_.command_line.ports = {ParsePort(port)};
     plan_.command_line.dry_run = true;
-    plan_.answer_timeouts = {200ms};
-    workers_ = MakeWorkers(plan_, logs_);
+    assignment_.port = ParsePort(port);
+    assignment_.answer_timeout = 200ms;
+    workers_ = MakeWorkers(plan_);
     process_ = std::make_unique<WorkerProcess>([=, this](EventSender& events, int) {
       if (prepare) {
         prepare();
       }
-      workers_->Serve(0, attempt, events);
+      workers_->Serve(assignment_, attempt, events);
     });
   }
 
@@ -76,7 +77,7 @@ class WorkersTest : public ::testing::Test {
 
   const TestTerminal terminal_;
   const TemporaryFolder folder_;
-  std::vector<std::string> logs_;
+  Assignment assignment_;
   Plan plan_;
   std::unique_ptr<Workers> workers_;
   std::unique_ptr<WorkerProcess> process_;
@@ -85,7 +86,7 @@ class WorkersTest : public ::testing::Test {
 // Freed memory is overwritten, so that what still uses it fails.
 TEST_F(WorkersTest, AWorkerWithALogEndsWell) {
   for (const std::string& port : {terminal_.Path(), folder_.Path("none")}) {
-    logs_ = {folder_.Path("log")};
+    assignment_.log_path = folder_.Path("log");
     Serve(port, 1, [] { ::mallopt(M_PERTURB, 0xA5); });
     NextEvent();
     process_->Events().SendGo();
@@ -112,6 +113,24 @@ TEST_F(WorkersTest, ABusyPortIsWaitedForByALaterAttempt) {
   ASSERT_EQ(::poll(&closed, 1, std::chrono::milliseconds(kTooLong).count()), 1);  // tried in vain
   holder.Signal(SIGKILL);
   ExpectReady();
+}
+
+TEST_F(WorkersTest, APortThatHasJustAppearedIsWaitedFor) {
+  plan_.command_line.action = Action::kWatch;
+  const std::string port = folder_.Path("port");
+  Serve(port);
+  std::this_thread::sleep_for(200ms);  // within the two seconds, after the first look
+  std::filesystem::create_symlink(terminal_.Path(), port);
+  ExpectReady();
+}
+
+TEST_F(WorkersTest, APortThatHasJustAppearedFailsByItsReasonAfterTwoSeconds) {
+  plan_.command_line.action = Action::kWatch;
+  const auto start = std::chrono::steady_clock::now();
+  Serve(folder_.Path("none"));
+  ExpectFailed(Reason::kMissing, "there is no such device");
+  EXPECT_GE(std::chrono::steady_clock::now() - start, 2s);
+  ExpectExitStatusZero();
 }
 
 }  // namespace

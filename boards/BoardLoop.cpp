@@ -1,0 +1,116 @@
+#include "boards/BoardLoop.h"
+
+#include <poll.h>
+
+#include <algorithm>
+#include <csignal>
+#include <vector>
+
+namespace kvo::boards {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr std::chrono::milliseconds kRefreshInterval = 100ms;
+// How long ports may take to be given back in haste.
+constexpr std::chrono::milliseconds kLastMoment = 700ms;
+// Shorter than anybody presses a key twice.
+constexpr std::chrono::milliseconds kOneInterrupt = 20ms;
+
+}  // namespace
+
+BoardLoop::BoardLoop(const Limits& limits, Workers& workers, Display& display)
+    : limits_(limits), workers_(workers), display_(display) {}
+
+int BoardLoop::Run() {
+  next_refresh_ = Clock::now();
+  GoOn(next_refresh_);
+  while (!IsOver()) {
+    WaitForNews();
+    TakeSignals();
+    const Clock::time_point now = Clock::now();
+    for (BoardRun& run : runs_) {
+      run.LookAround(now);
+    }
+    GoOn(now);
+    if (leave_at_ && now >= *leave_at_) {
+      std::ranges::for_each(runs_, &BoardRun::Abandon);
+    }
+  }
+  return interrupted_by_.value_or(0);
+}
+
+BoardRun& BoardLoop::Add(const Assignment& assignment, BoardStatus& status) {
+  return runs_.emplace_back(assignment, status, limits_, workers_, display_);
+}
+
+void BoardLoop::Remove(const BoardRun& run) {
+  runs_.remove_if([&run](const BoardRun& other) { return &other == &run; });
+}
+
+void BoardLoop::BeginReady() {
+  const auto served = static_cast<std::size_t>(std::ranges::count_if(runs_, &BoardRun::IsServed));
+  const std::size_t most = limits_.jobs == 0 ? runs_.size() : limits_.jobs;
+  std::size_t free = most - std::min(most, served);
+  for (BoardRun& run : runs_) {
+    if (free > 0 && run.IsReady()) {
+      run.Go();
+      --free;
+    }
+  }
+}
+
+void BoardLoop::InterruptAll() { std::ranges::for_each(runs_, &BoardRun::Interrupt); }
+
+void BoardLoop::MakeHaste() {
+  std::ranges::for_each(runs_, &BoardRun::Kill);
+  if (!leave_at_) {
+    leave_at_ = Clock::now() + kLastMoment;
+  }
+}
+
+void BoardLoop::WaitForNews() {
+  std::vector<pollfd> awaited = {{.fd = signals_.Descriptor(), .events = POLLIN, .revents = 0},
+                                 {.fd = display_.Awaited(), .events = POLLOUT, .revents = 0},
+                                 {.fd = Awaited(), .events = POLLIN, .revents = 0}};
+  for (const BoardRun& run : runs_) {
+    awaited.push_back({.fd = run.Descriptor(), .events = POLLIN, .revents = 0});
+  }
+  ::poll(awaited.data(), awaited.size(), MillisecondsToTheNextTime());
+  if (awaited.at(1).revents != 0 || Clock::now() >= next_refresh_) {
+    next_refresh_ = Clock::now() + kRefreshInterval;
+    display_.Refresh();
+  }
+}
+
+int BoardLoop::MillisecondsToTheNextTime() const {
+  Clock::time_point next = next_refresh_;
+  for (const BoardRun& run : runs_) {
+    next = std::min(next, run.NextTime().value_or(next));
+  }
+  const auto wait = std::chrono::ceil<std::chrono::milliseconds>(next - Clock::now());
+  return static_cast<int>(std::max(wait, 0ms).count());
+}
+
+void BoardLoop::TakeSignals() {
+  while (const std::optional<int> signal = signals_.Next()) {
+    if (*signal == SIGWINCH) {
+      next_refresh_ = Clock::now();
+    } else if (*signal != SIGCHLD) {
+      TakeInterrupt(*signal);
+    }
+  }
+}
+
+void BoardLoop::TakeInterrupt(int signal) {
+  const Clock::time_point now = Clock::now();
+  if (interrupted_by_ == signal && now - interrupted_at_ < kOneInterrupt) {
+    return;
+  }
+  interrupted_by_ = signal;
+  interrupted_at_ = now;
+  Interrupt(++interrupts_);
+}
+
+}  // namespace kvo::boards
