@@ -285,7 +285,7 @@ TEST(CommandLineTest, TheVersionIsToldWithAndWithoutACommand) {
         ArgumentList{"info", "--version"}}) {
     const ParsedLine parsed = ParseArguments(arguments);
     EXPECT_EQ(parsed.status, 0);
-    EXPECT_EQ(parsed.output, "kvo-boards 0.1.0\n");
+    EXPECT_EQ(parsed.output, "kvo-boards 0.2.0\n");
     EXPECT_EQ(parsed.error, "");
   }
 }
