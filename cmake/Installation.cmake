@@ -41,4 +41,6 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/kvo-bootloader-tms.pc
 install(DIRECTORY examples/ DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libkvo-bootloader-tms-dev/examples
         COMPONENT library FILES_MATCHING PATTERN *.cpp PATTERN CMakeLists.txt)
 
+include(ImageKeys)
 add_subdirectory(docs/man)
+add_subdirectory(packaging/bash-completion)

@@ -1,0 +1,17 @@
+# KVO_KEYS, a list of the keys in images' names, and KVO_KEY_ROWS, a row of a man page's table for each.
+# Both come from docs/protocol.md: a row for each board, "| `key`, `key` | board | application | version |".
+file(STRINGS docs/protocol.md boards REGEX "^[|] `[a-z0-9]+`.*[|] VER ")
+set(KVO_KEYS "")
+set(KVO_KEY_ROWS "")
+foreach(board IN LISTS boards)
+  string(REGEX MATCH "[|] ([^|]*) [|] ([^|]*) [|] VER" names "${board}")
+  string(REPLACE "|" "Ta" names "${CMAKE_MATCH_1} | ${CMAKE_MATCH_2}")
+  string(REGEX MATCHALL "`[a-z0-9]+`" quoted "${board}")
+  foreach(key IN LISTS quoted)
+    string(REPLACE "`" "" key "${key}")
+    list(APPEND KVO_KEYS ${key})
+    string(APPEND KVO_KEY_ROWS ".It ${key} Ta ${names}\n")
+  endforeach()
+endforeach()
+string(STRIP "${KVO_KEY_ROWS}" KVO_KEY_ROWS)
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS docs/protocol.md)
