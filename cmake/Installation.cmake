@@ -2,6 +2,9 @@
 include(CMakePackageConfigHelpers)
 
 set(KVO_COMPONENTS program library)
+if(KVO_BUILD_BOARDS)
+  list(APPEND KVO_COMPONENTS boards)
+endif()
 if(KVO_BUILD_SIMULATOR)
   list(APPEND KVO_COMPONENTS simulator)
 endif()
@@ -40,6 +43,14 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/kvo-bootloader-tms.pc
 
 install(DIRECTORY examples/ DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libkvo-bootloader-tms-dev/examples
         COMPONENT library FILES_MATCHING PATTERN *.cpp PATTERN CMakeLists.txt)
+
+if(KVO_BUILD_BOARDS)
+  set(unit kvo-boards-watch@.service)
+  configure_file(packaging/examples/${unit}.in examples/${unit} @ONLY)
+  install(FILES ${CMAKE_CURRENT_BINARY_DIR}/examples/${unit} packaging/examples/70-kvo-boards.rules
+                packaging/examples/fixture.env
+          DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/kvo-boards/examples COMPONENT boards)
+endif()
 
 include(ImageKeys)
 add_subdirectory(docs/man)
