@@ -80,10 +80,10 @@ download_foreign_with_dependencies() {
   apt-get "${foreign_options[@]}" install --yes --download-only --no-install-recommends "$@"
 }
 
-# unpack_foreign PATTERN: unpacks the matching paths of what was downloaded into "$foreign/root".
+# unpack_foreign PATTERN...: unpacks the matching paths of what was downloaded into "$foreign/root".
 unpack_foreign() {
   local archive
   for archive in "$foreign"/archives/*.deb; do
-    dpkg-deb --fsys-tarfile "$archive" | tar -x -C "$foreign/root" --wildcards "$1"
+    dpkg-deb --fsys-tarfile "$archive" | tar -x -C "$foreign/root" --wildcards "$@"
   done
 }
