@@ -178,6 +178,12 @@ bool Watch::IsServed(const std::string& path) const {
   });
 }
 
+bool Watch::IsInWork(dev_t device) const {
+  return std::ranges::any_of(visits_, [device](const Visit& visit) {
+    return visit.run != nullptr && visit.port.device == device;
+  });
+}
+
 bool Watch::MayBegin() const {
   const std::size_t count = plan_.command_line.count;
   return !is_interrupted_ && (count == 0 || totals_.boards + Runs().size() < count);
@@ -211,6 +217,9 @@ void Watch::ShowComing(Visit& visit) {
 
 // A device whose first name has gone before it was begun, or another that has got its number.
 void Watch::ServeUnderAnotherName(dev_t device) {
+  if (IsInWork(device)) {
+    return;
+  }
   const auto other = std::ranges::find_if(visits_, [device](const Visit& visit) {
     return visit.stage == Stage::kOtherName && visit.port.device == device;
   });

@@ -67,6 +67,7 @@ class Watch : public BoardLoop {
 
   Stage StageOf(const PortWatch::Port& port) const;
   bool IsServed(const std::string& path) const;
+  bool IsInWork(dev_t device) const;
   bool MayBegin() const;
 
   const Plan& plan_;

@@ -180,6 +180,29 @@ TEST_F(WatchTest, ANameThatADeviceInWorkGetsIsNoPortOfItsOwn) {
   EXPECT_EQ(std::ranges::count(story_, "b came"), 0);
 }
 
+TEST_F(WatchTest, ADeviceInWorkIsNotBegunUnderAnotherNameWhenItsFirstComesAndGoesAgain) {
+  Link("a");
+  works_["a"] = [this](int) {
+    Unlink("a");
+    Link("a");
+    Link("c", "/dev/zero");
+    WaitForFile("c is ready");
+    Link("b");
+    Link("d", "/dev/full");
+    WaitForFile("d is ready");
+    Unlink("a");
+    Link("e", "/dev/random");
+    WaitForFile("e is ready");
+    return EndOf(Outcome::kFlashed);
+  };
+  On("a flashed", [] {
+    std::raise(SIGINT);
+    std::raise(SIGTERM);
+  });
+  EXPECT_EQ(Run(), SIGTERM);
+  EXPECT_EQ(std::ranges::count(story_, "b came"), 0);
+}
+
 TEST_F(WatchTest, ADeviceWhoseFirstNameGoesBeforeItIsBegunIsServedUnderItsNext) {
   Link("a");
   Link("b");
