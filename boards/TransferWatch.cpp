@@ -16,7 +16,7 @@ namespace ymodem = bootloadertms::ymodem;
 constexpr std::size_t kHeaderSize = 3;
 constexpr std::size_t kCrcSize = 2;
 constexpr int kMostWrongClosingAnswers = 10;
-constexpr std::chrono::seconds kLongestClosing{5};
+constexpr std::chrono::seconds kLongestSilence{5};
 
 }  // namespace
 
@@ -110,7 +110,7 @@ void TransferWatch::TakeAnswer() {
       break;
     case Stage::kNext:
       stage_ = answer_ == ymodem::kCrcRequest ? Stage::kClosing : Stage::kVerdict;
-      closing_began_ = Clock::now();
+      silent_since_ = Clock::now();
       break;
     case Stage::kClosing:
       TakeClosingAnswer();
@@ -131,10 +131,13 @@ void TransferWatch::TakeClosingAnswer() {
     stage_ = Stage::kVerdict;
     return;
   }
+  if (answer_) {
+    silent_since_ = Clock::now();
+  }
   const bool asks_again = answer_ == ymodem::kNak || answer_ == ymodem::kCrcRequest;
   wrong_closing_answers_ += answer_ && !asks_again ? 1 : 0;
   if (answer_ == target::kCancel || wrong_closing_answers_ == kMostWrongClosingAnswers ||
-      (!answer_ && Clock::now() - closing_began_ >= kLongestClosing)) {
+      Clock::now() - silent_since_ >= kLongestSilence) {
     throw HopelessTransfer();
   }
 }

@@ -20,8 +20,8 @@ class HopelessTransfer : public std::runtime_error {
 // Follows a transfer by the bytes of both directions, so that its end can be told: where it was,
 // and what the board answered last. The library tells only that it failed.
 //
-// A board that answers the closing packet by CAN, ten times wrongly, or not at all for five seconds
-// is left by `HopelessTransfer`; one that asks for it again gets it.
+// A board that answers the closing packet by CAN or ten times wrongly, or leaves it unanswered for
+// five seconds, is left by `HopelessTransfer`; one that asks for it again gets it.
 class TransferWatch : public PortDecorator {
  public:
   // In the order of a transfer.
@@ -80,7 +80,7 @@ class TransferWatch : public PortDecorator {
   std::uint32_t block_ = 0;
   std::uint64_t bytes_sent_ = 0;
   int wrong_closing_answers_ = 0;
-  Clock::time_point closing_began_;
+  Clock::time_point silent_since_;  // after the closing packet
   std::optional<std::uint8_t> answer_;
   bool cancelled_ = false;
   Clock::time_point blocks_began_;

@@ -240,11 +240,11 @@ INSTANTIATE_TEST_SUITE_P(
                 "flashed, but the application doesn't answer"}),
     [](const auto& row) { return row.param.name; });
 
-TEST_F(FlashTest, ABoardMayLeaveTheClosingPacketUnansweredForSomeSeconds) {
+TEST_F(FlashTest, ABoardMayLeaveTheClosingPacketUnansweredForSomeSecondsEachTime) {
   AnsweringPort port(
       "AC\x06"
       "C\x06\x06\x06\x06"
-      "C------------------------\x06O",
+      "C------------------------\x15------------------------\x06O",
       {kApplicationAnswers});
   EXPECT_EQ(FlashWith(port).outcome, Outcome::kFlashed);
 }
