@@ -40,19 +40,6 @@ bool FakesAVerdict(const std::vector<Fault>& faults) {
   return false;
 }
 
-std::string Described(const std::vector<Fault>& faults, const std::string& answers) {
-  std::string text;
-  for (const Fault& fault : faults) {
-    text += "fault " + std::to_string(static_cast<int>(fault.kind)) + " at " +
-            std::to_string(fault.position) + " with " + std::to_string(fault.value) + "; ";
-  }
-  text += "read:";
-  for (const char answer : answers) {
-    text += " " + std::to_string(static_cast<unsigned char>(answer));
-  }
-  return text;
-}
-
 // Uploads one image again and again over a line that spoils answers, and compares each run with the
 // model.
 class SpoiltTransfer {
@@ -72,8 +59,8 @@ class SpoiltTransfer {
   bool Run(const std::vector<Fault>& faults) {
     line_->Restart(faults);
     const std::string outcome = OutcomeOfUpload();
-    EXPECT_EQ(outcome, ExpectedOutcome()) << Described(faults, line_->Answers());
-    EXPECT_TRUE(line_->HasSentAll()) << Described(faults, line_->Answers());
+    EXPECT_EQ(outcome, ExpectedOutcome()) << line_->Described();
+    EXPECT_TRUE(line_->HasSentAll()) << line_->Described();
     EXPECT_EQ(HeldLocks(), 0);
     if (outcome == "accepted") {
       EXPECT_EQ(line_->Answers().back(), 'O');

@@ -10,6 +10,19 @@ namespace kvo::bootloadertms::testing {
 namespace {
 
 constexpr int kReadsPerState = 40;
+constexpr std::size_t kReads = 100;
+
+// What comes before the answer.
+std::optional<std::uint8_t> FirstOfTwo(const Fault& fault, std::uint8_t answer) {
+  switch (fault.kind) {
+    case Fault::Kind::kDouble:
+      return answer;
+    case Fault::Kind::kDelay:
+      return std::nullopt;
+    default:
+      return fault.value;
+  }
+}
 
 }  // namespace
 
@@ -21,7 +34,7 @@ void FaultyLine::Restart(std::vector<Fault> faults) {
   model_.Restart();
   faults_ = std::move(faults);
   position_ = 0;
-  has_held_back_ = false;
+  held_back_.reset();
   sent_ = 0;
   reads_in_state_ = 0;
   answers_.clear();
@@ -46,16 +59,17 @@ std::uint8_t FaultyLine::ReadByte() {
   if (model_.HasEnded() || !HasSentAll()) {
     Deviate("reads after " + std::to_string(sent_) + " bytes");
   }
-  if (reads_in_state_ == kReadsPerState) {
+  if (reads_in_state_ == kReadsPerState || answers_.size() == kReads) {
     throw EndOfRun();
   }
-  const std::uint8_t answer = NextAnswer();
-  answers_ += static_cast<char>(answer);
+  const std::optional<std::uint8_t> answer = NextAnswer();
+  has_read_ = answer.has_value();
+  answers_ += static_cast<char>(answer.value_or(0x00));
   const TransferModel::State before = model_.GetState();
   model_.Take(answer);
   reads_in_state_ = model_.GetState() == before ? reads_in_state_ + 1 : 0;
   sent_ = 0;
-  return answer;
+  return answer.value_or(0x00);
 }
 
 void FaultyLine::Deviate(const std::string& what) const {
@@ -67,6 +81,19 @@ bool FaultyLine::HasAnswer() const {
   return tape_.empty() ? board_.HasAnswer() : position_ < tape_.size();
 }
 
+std::string FaultyLine::Described() const {
+  std::string text;
+  for (const Fault& fault : faults_) {
+    text += "fault " + std::to_string(static_cast<int>(fault.kind)) + " at " +
+            std::to_string(fault.position) + " with " + std::to_string(fault.value) + "; ";
+  }
+  text += "read:";
+  for (const char answer : answers_) {
+    text += " " + std::to_string(static_cast<unsigned char>(answer));
+  }
+  return text;
+}
+
 const Fault* FaultyLine::FaultAt(std::size_t position) const {
   const auto fault = std::find_if(faults_.begin(), faults_.end(), [position](const Fault& one) {
     return one.position == position;
@@ -74,9 +101,22 @@ const Fault* FaultyLine::FaultAt(std::size_t position) const {
   return fault == faults_.end() ? nullptr : &*fault;
 }
 
-std::uint8_t FaultyLine::NextAnswer() {
-  if (std::exchange(has_held_back_, false)) {
-    return held_back_;
+// That has begun by the next answer.
+const Fault* FaultyLine::LastingFault() const {
+  const auto fault = std::find_if(faults_.begin(), faults_.end(), [this](const Fault& one) {
+    return (one.kind == Fault::Kind::kAlways || one.kind == Fault::Kind::kNever) &&
+           one.position <= position_ + 1;
+  });
+  return fault == faults_.end() ? nullptr : &*fault;
+}
+
+std::optional<std::uint8_t> FaultyLine::NextAnswer() {
+  if (held_back_) {
+    return std::exchange(held_back_, std::nullopt);
+  }
+  if (const Fault* const fault = LastingFault()) {
+    ++position_;
+    return fault->kind == Fault::Kind::kAlways ? std::optional(fault->value) : std::nullopt;
   }
   while (HasAnswer()) {
     const std::uint8_t answer =
@@ -90,12 +130,11 @@ std::uint8_t FaultyLine::NextAnswer() {
       return fault->value;
     }
     if (fault->kind != Fault::Kind::kDelete) {
-      has_held_back_ = true;
       held_back_ = answer;
-      return fault->kind == Fault::Kind::kDouble ? answer : fault->value;
+      return FirstOfTwo(*fault, answer);
     }
   }
-  return 0x00;
+  return std::nullopt;
 }
 
 }  // namespace kvo::bootloadertms::testing

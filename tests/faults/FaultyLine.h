@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -13,7 +14,15 @@ namespace kvo::bootloadertms::testing {
 
 // What a line does to one byte of the answers.
 struct Fault {
-  enum class Kind { kReplace, kDelete, kDouble, kInsertBefore };
+  enum class Kind {
+    kReplace,
+    kDelete,
+    kDouble,
+    kInsertBefore,
+    kDelay,   // nothing comes in time, then the byte
+    kAlways,  // the value, in place of this and all further answers, without an end
+    kNever,   // neither this nor any further answer
+  };
 
   std::size_t position;  // of the byte among all that the far end answers, from 1
   Kind kind;
@@ -26,7 +35,7 @@ struct Deviation {};
 // A line that spoils answers, seen as the host's port. It lets the model follow the dialogue and
 // holds the host to it byte by byte: whatever the host writes must be what the model says, and it
 // may read only when that has gone out, and never after an end. Where the model stays in a state
-// for 40 answers that wait has no end, and the line ends the run.
+// for 40 answers, or goes on for 100, that wait has no end, and the line ends the run.
 class FaultyLine : public UnaskedPort {
  public:
   // At the far end is the board or, if there is a tape, one that has said beforehand what it has to
@@ -42,6 +51,12 @@ class FaultyLine : public UnaskedPort {
   // What the host has read so far.
   const std::string& Answers() const { return answers_; }
 
+  // The faults and the answers, for a test that fails.
+  std::string Described() const;
+
+  // Whether the last `ReadByte` got an answer: none is 0x00, too.
+  bool HasRead() const { return has_read_; }
+
   // How many answers of the far end have come so far, spoilt or not.
   std::size_t Position() const { return position_; }
 
@@ -54,15 +69,16 @@ class FaultyLine : public UnaskedPort {
   [[noreturn]] void Deviate(const std::string& what) const;
   bool HasAnswer() const;
   const Fault* FaultAt(std::size_t position) const;
-  std::uint8_t NextAnswer();
+  const Fault* LastingFault() const;
+  std::optional<std::uint8_t> NextAnswer();
 
   ObligingBoard& board_;
   TransferModel& model_;
   const std::string tape_;
   std::vector<Fault> faults_;
   std::size_t position_ = 0;
-  bool has_held_back_ = false;
-  std::uint8_t held_back_ = 0;
+  std::optional<std::uint8_t> held_back_;
+  bool has_read_ = false;
   std::size_t sent_ = 0;  // of what the model says
   int reads_in_state_ = 0;
   std::string answers_;

@@ -52,6 +52,9 @@ TEST_F(FaultyLineTest, SpoilsTheAnswersThatItIsTold) {
   EXPECT_EQ(ReadWith({{2, Kind::kDelete}}), std::string("ac\0\0\0", 5));
   EXPECT_EQ(ReadWith({{3, Kind::kDouble}}), std::string("abcc\0", 5));
   EXPECT_EQ(ReadWith({{1, Kind::kInsertBefore, 'x'}}), std::string("xabc\0", 5));
+  EXPECT_EQ(ReadWith({{2, Kind::kDelay}}), std::string("a\0bc\0", 5));
+  EXPECT_EQ(ReadWith({{2, Kind::kAlways, 'x'}}), std::string("axxxx", 5));
+  EXPECT_EQ(ReadWith({{2, Kind::kNever}}), std::string("a\0\0\0\0", 5));
   EXPECT_EQ(ReadWith({{1, Kind::kDelete}, {2, Kind::kInsertBefore, 'x'}}),
             std::string("xbc\0\0", 5));
 }

@@ -26,8 +26,13 @@ constexpr std::array<std::array<TransferModel::State, 6>, 10> kDialogue = {{
     {kRefused, kRefused, kRefused, kRefused, kAccepted, kRefused},                // kVerdict
 }};
 
-std::size_t ColumnOf(std::uint8_t answer) {
-  const std::size_t column = std::string("\x06\x15\x43\x46\x4F").find(static_cast<char>(answer));
+constexpr std::uint8_t kAck = 0x06;
+constexpr std::uint8_t kNak = 0x15;
+constexpr std::uint8_t kCan = 0x18;
+
+std::size_t ColumnOf(std::optional<std::uint8_t> answer) {
+  const char byte = static_cast<char>(answer.value_or(0x00));
+  const std::size_t column = std::string("\x06\x15\x43\x46\x4F").find(byte);
   return column == std::string::npos ? 5 : column;
 }
 
@@ -80,17 +85,21 @@ std::string PacketOf(std::size_t number, const std::string& data) {
          std::string{static_cast<char>(crc / 256), static_cast<char>(crc % 256)};
 }
 
-TransferModel::TransferModel(std::optional<std::string> packet_zero, const std::string& image)
-    : packet_zero_(std::move(packet_zero)),
+TransferModel::TransferModel(std::optional<std::string> packet_zero, const std::string& image,
+                             Host host)
+    : host_(host),
+      packet_zero_(std::move(packet_zero)),
       blocks_(FilledUp(image, (image.size() + kBlockSize - 1) / kBlockSize * kBlockSize, '\xFF')) {}
 
 void TransferModel::Restart() {
   block_ = 0;
   state_ = kStart;
+  wrong_answers_ = 0;
+  silence_ = std::chrono::milliseconds(0);
   to_send_ = "1";
 }
 
-void TransferModel::Take(std::uint8_t answer) {
+void TransferModel::Take(std::optional<std::uint8_t> answer) {
   const State before = state_;
   state_ = kDialogue.at(static_cast<std::size_t>(before)).at(ColumnOf(answer));
   if (state_ == kZero && !packet_zero_) {
@@ -98,6 +107,9 @@ void TransferModel::Take(std::uint8_t answer) {
   } else if (state_ == kNextBlock) {
     state_ = block_ * kBlockSize < blocks_.size() ? kBlock : kEndOfFile;
     ++block_;
+  }
+  if (host_ == Host::kBoards) {
+    state_ = AsKvoBoardsHasIt(before, answer, state_);
   }
   to_send_ = SentOnEntering(state_);
 }
@@ -107,6 +119,32 @@ void TransferModel::Play(Wire& wire) {
     Take(wire.ReadByte());
     wire.WriteAll(to_send_);
   } while (state_ < kVerdict);
+}
+
+TransferModel::State TransferModel::AsKvoBoardsHasIt(State before,
+                                                     std::optional<std::uint8_t> answer,
+                                                     State after) {
+  if (before == kClosing) {
+    return AfterClosing(answer);
+  }
+  const bool is_ended_by_board = before == kStart || answer == kCan;
+  if (after == kFailed && !is_ended_by_board) {
+    return kCancelled;
+  }
+  return after == kRefused && !answer ? kCancelled : after;
+}
+
+TransferModel::State TransferModel::AfterClosing(std::optional<std::uint8_t> answer) {
+  using std::chrono::operator""s;
+  silence_ = answer ? 0s : silence_ + kAnswerTimeout;
+  if (!answer) {
+    return silence_ < 5s ? kClosing : kCancelled;
+  }
+  if (answer == kAck || answer == kCan) {
+    return answer == kAck ? kVerdict : kFailed;
+  }
+  wrong_answers_ += answer == kNak || answer == 'C' ? 0 : 1;
+  return wrong_answers_ < 10 ? kClosing : kCancelled;
 }
 
 std::string TransferModel::SentOnEntering(State state) const {

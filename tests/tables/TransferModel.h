@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -48,8 +49,15 @@ class TransferModel {
     kNextBlock,
   };
 
+  // The two differ in the closing packet, and in whether a transfer that fails is cancelled.
+  enum class Host { kUtility, kBoards };
+
+  // How long a host waits for an answer; the model of kvo-boards counts by it.
+  static constexpr std::chrono::milliseconds kAnswerTimeout{200};
+
   // `packet_zero` is packet 0's data field.
-  TransferModel(std::optional<std::string> packet_zero, const std::string& image);
+  TransferModel(std::optional<std::string> packet_zero, const std::string& image,
+                Host host = Host::kUtility);
 
   // Back to the beginning: the host has yet to send the receive command.
   void Restart();
@@ -57,7 +65,8 @@ class TransferModel {
   // What the host sends before it reads again, or ends.
   const std::string& ToSend() const { return to_send_; }
 
-  void Take(std::uint8_t answer);
+  // Nothing: none came in time.
+  void Take(std::optional<std::uint8_t> answer);
 
   State GetState() const { return state_; }
   bool HasEnded() const { return state_ > State::kVerdict; }
@@ -66,12 +75,17 @@ class TransferModel {
   void Play(Wire& wire);
 
  private:
+  State AsKvoBoardsHasIt(State before, std::optional<std::uint8_t> answer, State after);
+  State AfterClosing(std::optional<std::uint8_t> answer);
   std::string SentOnEntering(State state) const;
 
+  const Host host_;
   std::optional<std::string> packet_zero_;
   std::string blocks_;     // filled up with 0xFF
   std::size_t block_ = 0;  // that is on its way, from 1
   State state_ = State::kStart;
+  int wrong_answers_ = 0;                 // to the closing packet
+  std::chrono::milliseconds silence_{0};  // after it
   std::string to_send_ = "1";
 };
 
