@@ -57,6 +57,12 @@ void TestTerminal::Send(const std::string& bytes) const {
   }
 }
 
+void TestTerminal::Pour(const std::string& bytes) const {
+  Checked(::fcntl(far_end_, F_SETFL, O_RDWR | O_NONBLOCK), "fcntl");
+  [[maybe_unused]] const ssize_t poured = ::write(far_end_, bytes.data(), bytes.size());
+  Checked(::fcntl(far_end_, F_SETFL, O_RDWR), "fcntl");
+}
+
 void TestTerminal::WaitUntilRead() const {
   const int near_end = Checked(::open(path_.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK), "open");
   for (int unread = 1; unread > 0;) {

@@ -24,6 +24,8 @@ class TestTerminal {
   void SetSettings(const termios& settings) const;
 
   void Send(const std::string& bytes) const;
+  // As many of them as there is room for.
+  void Pour(const std::string& bytes) const;
 
   // Waits until the near end has read all that was sent to it. Somebody must have it open.
   void WaitUntilRead() const;

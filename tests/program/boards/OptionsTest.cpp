@@ -163,7 +163,11 @@ TEST_F(OptionsTest, ADeadlineIsKeptWithinASecond) {
 }
 
 TEST_F(OptionsTest, AnAnswerIsWaitedForAsLongAsTold) {
-  SimulatedBoard early({"--state", "bootloader", "--fault", "late=700@block:2"});
+  std::vector<std::string> at_each_place = {"--state", "bootloader"};
+  for (const char* place : {"packet0", "block:1", "block:2", "eot", "closing", "verdict"}) {
+    at_each_place.insert(at_each_place.end(), {"--fault", "late=300@"s + place});
+  }
+  SimulatedBoard early(at_each_place);
   Flashes({"--no-switch", "--no-start", "--answer-timeout", "20000"}, early);
   SimulatedBoard late({"--state", "bootloader", "--fault", "late=20000@block:2"});
   const Report report =
