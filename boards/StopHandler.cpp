@@ -22,8 +22,7 @@ void TellAndGiveBack(int /*signal*/) {
   stopped.blocks = position.blocks;
   stopped.bytes_sent = position.bytes_sent;
   g_events->SendIfPossible(stopped);
-  GiveBack(*g_borrowed, g_watch->IsInTransfer());
-  ::_exit(EXIT_SUCCESS);
+  ::_exit(GiveBack(*g_borrowed, g_watch->IsInTransfer()) ? EXIT_SUCCESS : EXIT_FAILURE);
 }
 
 }  // namespace

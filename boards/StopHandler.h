@@ -8,9 +8,9 @@
 
 namespace kvo::boards {
 
-// From now on SIGTERM ends this process with exit status 0: it tells where the transfer was, gives
-// the port back, if one is borrowed, and leaves. For a worker process, once; borrows all of them
-// for as long as the process lives.
+// From now on SIGTERM ends this process: it tells where the transfer was, gives the port back, if
+// one is borrowed, and leaves, with exit status 0 if that went well. For a worker process, once;
+// borrows all of them for as long as the process lives.
 void GiveBackWhenToldToEnd(const EventSender& events, const TransferWatch& watch,
                            const Borrowed& borrowed);
 

@@ -5,6 +5,7 @@
 #include <csignal>
 #include <cstring>
 #include <iostream>
+#include <stdexcept>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -119,6 +120,9 @@ class Worker {
     }
     port_->Close();
     std::signal(SIGTERM, SIG_IGN);  // there is nothing left to give back
+    if (!port_->IsGivenBack()) {
+      throw std::runtime_error("the supervisor has to see to it");
+    }
   }
 
  private:

@@ -118,7 +118,7 @@ int BoardPort::Close() {
     WriteOnce(borrowed_, packet_);
     packet_.clear();
   }
-  GiveBack(borrowed_, false);
+  is_given_back_ = GiveBack(borrowed_, false);
   ::flock(borrowed_.descriptor, LOCK_UN);  // a duplicate elsewhere would keep it
   ::close(borrowed_.descriptor);
   borrowed_ = {};

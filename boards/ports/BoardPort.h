@@ -38,9 +38,10 @@ struct Borrowed {
 
 // Gives the port back: sends CAN CAN if the board is in a transfer, waits until they have gone out
 // (some tenths of a second at most; what is too long for that is discarded first), puts back the
-// line's settings and lets others open the port. The descriptor stays open. Ignores all failures,
-// as the line may be gone, and may be called from a signal handler.
-void GiveBack(const Borrowed& borrowed, bool in_transfer) noexcept;
+// line's settings and lets others open the port. The descriptor stays open. A failure, as of a line
+// that is gone, doesn't keep it from the rest; then the result is false. May be called from a
+// signal handler.
+bool GiveBack(const Borrowed& borrowed, bool in_transfer) noexcept;
 
 // What both kinds of port have in common: `ISerialPort` on a descriptor that never blocks.
 //
@@ -78,6 +79,9 @@ class BoardPort : public bootloadertms::ISerialPort {
   // Its descriptor is -1 while the port is closed. The reference is to the same object always.
   const Borrowed& GetBorrowed() const { return borrowed_; }
 
+  // Whether the last `Close` could give back all that was borrowed.
+  bool IsGivenBack() const { return is_given_back_; }
+
   // Whether the last `ReadByte` has got a byte.
   bool HasRead() const { return has_read_; }
 
@@ -110,6 +114,7 @@ class BoardPort : public bootloadertms::ISerialPort {
   std::uint32_t baud_rate_;
   std::int32_t timeout_ms_ = -1;
   Borrowed borrowed_;
+  bool is_given_back_ = true;
   bool has_read_ = false;
   std::string packet_;           // what is there of the packet that has begun
   std::size_t packet_size_ = 0;  // of the whole of it

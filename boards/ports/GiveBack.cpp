@@ -44,13 +44,13 @@ bool TakesTooLong(int unsent, std::uint32_t baud_rate) {
   return unsent > 0 && unsent * kBitsPerByte * 1000 > long{kLongestQueueMs} * baud_rate;
 }
 
-void CancelOnTerminal(const Borrowed& borrowed) {
+bool CancelOnTerminal(const Borrowed& borrowed) {
   if (TakesTooLong(Unsent(borrowed.descriptor), borrowed.baud_rate) ||
       !IsWritable(borrowed.descriptor, 0)) {
     ::tcflush(borrowed.descriptor, TCOFLUSH);
   }
-  [[maybe_unused]] const ssize_t written =
-      ::write(borrowed.descriptor, kCancel.data(), kCancel.size());
+  return ::write(borrowed.descriptor, kCancel.data(), kCancel.size()) ==
+         static_cast<ssize_t>(kCancel.size());
 }
 
 void Drain(int descriptor) {
@@ -68,13 +68,12 @@ void Drain(int descriptor) {
   }
 }
 
-void GiveTerminalBack(const Borrowed& borrowed, bool in_transfer) {
-  if (in_transfer) {
-    CancelOnTerminal(borrowed);
-  }
+bool GiveTerminalBack(const Borrowed& borrowed, bool in_transfer) {
+  const bool is_told = !in_transfer || CancelOnTerminal(borrowed);
   Drain(borrowed.descriptor);
-  ::tcsetattr(borrowed.descriptor, TCSANOW, &borrowed.found);
-  ::ioctl(borrowed.descriptor, TIOCNXCL);
+  const bool is_restored = ::tcsetattr(borrowed.descriptor, TCSANOW, &borrowed.found) == 0;
+  const bool is_unlocked = ::ioctl(borrowed.descriptor, TIOCNXCL) == 0;
+  return is_told && is_restored && is_unlocked;
 }
 
 void GiveConnectionBack(const Borrowed& borrowed, bool in_transfer) {
@@ -93,17 +92,16 @@ void GiveConnectionBack(const Borrowed& borrowed, bool in_transfer) {
 
 }  // namespace
 
-void GiveBack(const Borrowed& borrowed, bool in_transfer) noexcept {
+bool GiveBack(const Borrowed& borrowed, bool in_transfer) noexcept {
   const int error = errno;
-  if (borrowed.descriptor == -1) {
-    return;
-  }
-  if (borrowed.is_terminal) {
-    GiveTerminalBack(borrowed, in_transfer);
-  } else {
+  bool is_given_back = true;
+  if (borrowed.descriptor != -1 && borrowed.is_terminal) {
+    is_given_back = GiveTerminalBack(borrowed, in_transfer);
+  } else if (borrowed.descriptor != -1) {
     GiveConnectionBack(borrowed, in_transfer);
   }
   errno = error;
+  return is_given_back;
 }
 
 }  // namespace kvo::boards
