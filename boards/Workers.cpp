@@ -152,10 +152,16 @@ class Worker {
           std::make_unique<PortDecorator>(static_cast<bootloadertms::ISerialPort&>(watch_)));
       events_.Send(Do(is_repeated, client));
     } catch (const PortFailure& failure) {
-      events_.Send(Lost(watch_, failure.what()));
+      Leave(failure.what());
     } catch (const std::system_error& error) {
-      events_.Send(Lost(watch_, "the port fails (" + error.code().message() + ")"));
+      Leave("the port fails (" + error.code().message() + ")");
     }
+  }
+
+  // Not all that fails is gone: the board may still be there, and wait for the rest.
+  void Leave(const std::string& cause) {
+    events_.Send(Lost(watch_, cause));
+    GiveBack(port_->GetBorrowed(), watch_.IsInTransfer() && !watch_.IsCancelled());
   }
 
   Event Do(bool is_repeated, BootLoader& client) {
