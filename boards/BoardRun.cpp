@@ -111,7 +111,9 @@ void BoardRun::BeginAttempt() {
     next_time_.reset();
   }
   display_.Show(status_, Change::kAttempt);
-  worker_->Events().SendGo();
+  if (!worker_->Events().SendGo()) {
+    TellToEnd(Reason::kCrashed, "the process that serves it can't be told to begin");
+  }
 }
 
 void BoardRun::Enter(State state, std::chrono::milliseconds limit) {

@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <ctime>
 #include <system_error>
 
 namespace kvo::boards {
@@ -19,6 +20,23 @@ union Attachment {
   char bytes[CMSG_SPACE(sizeof(int))];
 };
 
+bool IsPeerGone() { return errno == EPIPE || errno == ECONNRESET; }
+
+// Tries a call again for a moment that the system has no room for, as long as there is a peer.
+template <typename Call>
+ssize_t Persistently(const Call& call, int tries) {
+  constexpr timespec kMoment{.tv_sec = 0, .tv_nsec = 5'000'000};
+  ssize_t result = call();
+  for (; result == -1 && !IsPeerGone() && tries > 1; --tries) {
+    ::nanosleep(&kMoment, nullptr);
+    result = call();
+  }
+  return result;
+}
+
+constexpr int kTriesOfAWorker = 100;
+constexpr int kTriesOfTheSupervisor = 3;
+
 UniqueDescriptor DescriptorOf(msghdr& message) {
   const cmsghdr* header = CMSG_FIRSTHDR(&message);
   if (header == nullptr || header->cmsg_type != SCM_RIGHTS) {
@@ -32,15 +50,15 @@ UniqueDescriptor DescriptorOf(msghdr& message) {
 }  // namespace
 
 void EventSender::Send(const Event& event) const noexcept {
-  while (::send(socket_, &event, sizeof event, MSG_NOSIGNAL) == -1 && errno == EINTR) {
-  }
+  Persistently([&] { return ::send(socket_, &event, sizeof event, MSG_NOSIGNAL); },
+               kTriesOfAWorker);
 }
 
 void EventSender::SendIfPossible(const Event& event) const noexcept {
   ::send(socket_, &event, sizeof event, MSG_NOSIGNAL | MSG_DONTWAIT);
 }
 
-void EventSender::SendWithDescriptor(const Event& event, int descriptor) const noexcept {
+bool EventSender::SendWithDescriptor(const Event& event, int descriptor) const noexcept {
   Event copy = event;
   iovec piece{.iov_base = &copy, .iov_len = sizeof copy};
   Attachment attachment{};
@@ -54,16 +72,13 @@ void EventSender::SendWithDescriptor(const Event& event, int descriptor) const n
   header->cmsg_type = SCM_RIGHTS;
   header->cmsg_len = CMSG_LEN(sizeof descriptor);
   std::memcpy(CMSG_DATA(header), &descriptor, sizeof descriptor);
-  while (::sendmsg(socket_, &message, MSG_NOSIGNAL) == -1 && errno == EINTR) {
-  }
+  return Persistently([&] { return ::sendmsg(socket_, &message, MSG_NOSIGNAL); },
+                      kTriesOfAWorker) != -1;
 }
 
 bool EventSender::WaitForGo() const noexcept {
   char byte = 0;
-  ssize_t count = 0;
-  do {
-    count = ::recv(socket_, &byte, 1, 0);
-  } while (count == -1 && errno == EINTR);
+  const ssize_t count = Persistently([&] { return ::recv(socket_, &byte, 1, 0); }, kTriesOfAWorker);
   return count == 1 && byte == kGo;
 }
 
@@ -81,10 +96,10 @@ std::optional<EventReceiver::Message> EventReceiver::Receive() {
     if (count == -1 && errno == EINTR) {
       continue;
     }
-    if (count == -1 && errno == EAGAIN) {
-      break;
+    if (count == -1) {
+      break;  // nothing is there, or it can't be had now
     }
-    if (count <= 0) {
+    if (count == 0) {
       socket_.Close();
       break;
     }
@@ -97,8 +112,9 @@ std::optional<EventReceiver::Message> EventReceiver::Receive() {
   return std::nullopt;
 }
 
-void EventReceiver::SendGo() const noexcept {
-  ::send(socket_.Get(), &kGo, 1, MSG_NOSIGNAL | MSG_DONTWAIT);
+bool EventReceiver::SendGo() const noexcept {
+  const auto send = [this] { return ::send(socket_.Get(), &kGo, 1, MSG_NOSIGNAL | MSG_DONTWAIT); };
+  return Persistently(send, kTriesOfTheSupervisor) != -1 || IsPeerGone();
 }
 
 std::pair<UniqueDescriptor, UniqueDescriptor> MakeEventChannel() {

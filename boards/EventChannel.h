@@ -9,7 +9,8 @@
 namespace kvo::boards {
 
 // The worker's end of the socket between a worker and the supervisor. It borrows the descriptor.
-// None of its failures is told: without a supervisor there is nobody to tell.
+// What the system has no room for is tried again for half a second. Most failures aren't told:
+// without a supervisor there is nobody to tell.
 class EventSender {
  public:
   explicit EventSender(int socket) : socket_(socket) {}
@@ -20,8 +21,8 @@ class EventSender {
   // A message that may be lost when the supervisor is behind; never waits.
   void SendIfPossible(const Event& event) const noexcept;
 
-  // With a descriptor, of which the supervisor gets a duplicate.
-  void SendWithDescriptor(const Event& event, int descriptor) const noexcept;
+  // With a descriptor, of which the supervisor gets a duplicate. False when it can't be sent.
+  bool SendWithDescriptor(const Event& event, int descriptor) const noexcept;
 
   // Waits for the supervisor's go. False when the supervisor is gone.
   bool WaitForGo() const noexcept;
@@ -41,10 +42,11 @@ class EventReceiver {
     UniqueDescriptor descriptor;
   };
 
-  // The next message, if there is one. What is no valid event is dropped.
+  // The next message, if there is one that can be had now. What is no valid event is dropped.
   std::optional<Message> Receive();
 
-  void SendGo() const noexcept;
+  // False when a worker that is there can't be told.
+  bool SendGo() const noexcept;
 
   int Descriptor() const { return socket_.Get(); }
 

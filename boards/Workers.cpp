@@ -114,13 +114,13 @@ class Worker {
       events_.Send(NotOpened(failure));
       return;
     }
-    TellReady();
-    if (events_.WaitForGo()) {
+    const bool is_told = TellReady();
+    if (is_told && events_.WaitForGo()) {
       Serve(is_repeated);
     }
     port_->Close();
     std::signal(SIGTERM, SIG_IGN);  // there is nothing left to give back
-    if (!port_->IsGivenBack()) {
+    if (!is_told || !port_->IsGivenBack()) {
       throw std::runtime_error("the supervisor has to see to it");
     }
   }
@@ -136,13 +136,13 @@ class Worker {
     }
   }
 
-  void TellReady() {
+  bool TellReady() {
     Event event;
     event.kind = EventKind::kReady;
     const Borrowed& borrowed = port_->GetBorrowed();
     static_assert(sizeof borrowed <= Event::kTextSize);
     event.SetText({reinterpret_cast<const char*>(&borrowed), sizeof borrowed});
-    events_.SendWithDescriptor(event, borrowed.descriptor);
+    return events_.SendWithDescriptor(event, borrowed.descriptor);
   }
 
   // The event that finishes it goes out before the port is closed, which may take a driver long.
