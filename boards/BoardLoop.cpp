@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <csignal>
+#include <thread>
 #include <vector>
 
 namespace kvo::boards {
@@ -13,6 +14,10 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr std::chrono::milliseconds kRefreshInterval = 100ms;
+// Looks around between two refreshes; more come about only when the system doesn't let it wait for
+// news, or take them.
+constexpr int kMostLooks = 100;
+constexpr std::chrono::milliseconds kNap = 1ms;
 // How long ports may take to be given back in haste.
 constexpr std::chrono::milliseconds kLastMoment = 700ms;
 // Shorter than anybody presses a key twice.
@@ -78,6 +83,12 @@ void BoardLoop::WaitForNews() {
     awaited.push_back({.fd = run.Descriptor(), .events = POLLIN, .revents = 0});
   }
   ::poll(awaited.data(), awaited.size(), MillisecondsToTheNextTime());
+  if (++looks_ > kMostLooks) {
+    std::this_thread::sleep_for(kNap);
+  }
+  if (Clock::now() >= next_refresh_) {
+    looks_ = 0;
+  }
   if (awaited.at(1).revents != 0 || Clock::now() >= next_refresh_) {
     next_refresh_ = Clock::now() + kRefreshInterval;
     display_.Refresh();

@@ -71,6 +71,7 @@ class BoardLoop {
   SignalQueue signals_;
   std::list<BoardRun> runs_;
   Clock::time_point next_refresh_;
+  int looks_ = 0;  // since the last refresh
   int interrupts_ = 0;
   std::optional<int> interrupted_by_;
   Clock::time_point interrupted_at_;

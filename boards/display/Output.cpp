@@ -66,9 +66,11 @@ void Output::Drain(std::chrono::milliseconds patience) {
 
 int Output::Awaited() const { return queue_.empty() ? -1 : descriptor_; }
 
+// Where the system can't tell, the write will.
 bool Output::WaitUntilWritable(std::chrono::milliseconds limit) const {
   pollfd awaited{descriptor_, POLLOUT, 0};
-  return ::poll(&awaited, 1, static_cast<int>(limit.count())) > 0;
+  const int count = ::poll(&awaited, 1, static_cast<int>(limit.count()));
+  return count > 0 || (count == -1 && errno != EINTR);
 }
 
 // False when the reader took nothing.
