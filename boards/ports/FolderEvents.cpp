@@ -60,7 +60,7 @@ int FolderEvents::Watch(const std::string& folder, const std::string& pattern) {
 FolderEvents::News FolderEvents::Take() {
   News news;
   alignas(inotify_event) std::array<char, 16UL * 1024> buffer{};
-  ssize_t length = 0;
+  ssize_t length = -1;
   while ((length = ::read(inotify_.Get(), buffer.data(), buffer.size())) > 0) {
     for (const char* at = buffer.data(); at < buffer.data() + length;) {
       inotify_event event{};
@@ -76,6 +76,9 @@ FolderEvents::News FolderEvents::Take() {
         }
       }
     }
+  }
+  if (length == -1 && errno != EAGAIN) {
+    is_blind_ = true;
   }
   return news;
 }

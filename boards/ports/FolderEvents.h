@@ -31,7 +31,7 @@ class FolderEvents {
   // tells the folder in places; -1 when there is none.
   int Watch(const std::string& folder, const std::string& pattern);
 
-  // Whether there are folders in this round that can't be watched, so that it takes a look to know.
+  // Whether something in this round can't be watched, or be known of, so that it takes a look.
   bool IsBlind() const { return is_blind_; }
 
   struct News {

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <climits>
 #include <memory>
 #include <optional>
@@ -50,13 +51,19 @@ std::optional<std::string> TargetOf(const std::string& link) {
 
 bool HasWildcards(const std::string& part) { return part.find_first_of("*?[\\") != part.npos; }
 
-std::vector<std::string> MatchesIn(const std::string& folder, const std::string& part) {
+// None when the folder's names can't be had now.
+std::optional<std::vector<std::string>> MatchesIn(const std::string& folder,
+                                                  const std::string& part) {
+  std::vector<std::string> names;
   if (!HasWildcards(part)) {
-    return {part};
+    names.push_back(part);
+    return names;
   }
   const std::unique_ptr<DIR, int (*)(DIR*)> entries(
       ::opendir(folder.empty() ? "." : folder.c_str()), &::closedir);
-  std::vector<std::string> names;
+  if (!entries && errno != ENOENT && errno != ENOTDIR && errno != EACCES) {
+    return std::nullopt;
+  }
   while (const dirent* const entry = entries ? ::readdir(entries.get()) : nullptr) {
     if (IsMatch(part, entry->d_name)) {
       names.emplace_back(entry->d_name);
@@ -77,7 +84,12 @@ PortWatch::Changes PortWatch::Look(Clock::time_point now) {
   }
   next_blind_look_ = now + kBlindLooks;
   ++round_;
-  Changes changes = Compare(Scan());
+  is_incomplete_ = false;
+  Finds finds = Scan();
+  Changes changes;
+  if (!is_incomplete_) {  // else what isn't found may be there
+    changes = Compare(std::move(finds));
+  }
   const FolderEvents::News meanwhile = events_.Take();
   Forget(meanwhile.removed, Certainty::kMaybeBefore);
   is_dirty_ = meanwhile.is_relevant;
@@ -85,7 +97,7 @@ PortWatch::Changes PortWatch::Look(Clock::time_point now) {
 }
 
 bool PortWatch::IsWorthALook(Clock::time_point now) const {
-  return is_dirty_ || (events_.IsBlind() && now >= next_blind_look_);
+  return is_dirty_ || ((is_incomplete_ || events_.IsBlind()) && now >= next_blind_look_);
 }
 
 void PortWatch::Forget(const std::set<FolderEvents::Place>& removed, Certainty certainty) {
@@ -120,7 +132,12 @@ PortWatch::Finds PortWatch::Scan() {
 void PortWatch::Walk(const std::string& folder, const std::string& pattern, Finds& finds) {
   const auto [part, rest] = SplitBegin(pattern);
   events_.Watch(folder, part);
-  for (const std::string& name : MatchesIn(folder, part)) {
+  const std::optional<std::vector<std::string>> names = MatchesIn(folder, part);
+  if (!names) {
+    is_incomplete_ = true;
+    return;
+  }
+  for (const std::string& name : *names) {
     if (rest.empty()) {
       Examine(folder + name, finds);
     } else {

@@ -72,6 +72,7 @@ class PortWatch {
   std::vector<std::string> forgotten_;  // that were known, and were removed since
   std::uint64_t round_ = 0;
   bool is_dirty_ = true;
+  bool is_incomplete_ = false;  // the last look, as a folder could not be read
   Clock::time_point next_blind_look_;
 };
 

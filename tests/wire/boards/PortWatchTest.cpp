@@ -16,6 +16,7 @@
 
 #include "support/Files.h"
 #include "support/TestTerminal.h"
+#include "wire/boards/NoMoreDescriptors.h"
 
 namespace kvo::boards {
 namespace {
@@ -91,6 +92,19 @@ TEST_F(PortWatchTest, TheFirstLookTellsWhatIsThereAndTheNextOnesWhatHasChanged) 
   Remove("ports/a");
   Remove("ports/c");
   EXPECT_EQ(Changes(), "-ports/a -ports/c");
+}
+
+TEST_F(PortWatchTest, AFolderThatCannotBeReadNowHasLostNothingAndIsReadASecondLater) {
+  Link("ports/a");
+  Begin({"ports/*"});
+  EXPECT_EQ(Changes(), "+ports/a");
+  Link("ports/b");
+  {
+    const testing::NoMoreDescriptors none;
+    EXPECT_EQ(Changes(), "");
+  }
+  EXPECT_EQ(Changes(PortWatch::Clock::time_point(999ms)), "");
+  EXPECT_EQ(Changes(PortWatch::Clock::time_point(1s)), "+ports/b");
 }
 
 TEST_F(PortWatchTest, OnlyDevicesAndLinksToThemArePorts) {
