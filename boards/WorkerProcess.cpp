@@ -22,16 +22,22 @@ namespace {
 constexpr int kChannel = 3;
 constexpr int kKept = 4;
 
+void Duplicate(int descriptor, int as) {
+  if (::dup2(descriptor, as) == -1) {
+    throw std::system_error(errno, std::generic_category(), "dup2");
+  }
+}
+
 // What other workers and the supervisor hold is not this one's: a port would stay in use by it.
 void KeepOnly(int channel, int kept) {
   // Out of the way first.
   const int channel_copy = ::fcntl(channel, F_DUPFD, kKept + 1);
   const int kept_copy = kept == -1 ? -1 : ::fcntl(kept, F_DUPFD, kKept + 1);
-  ::dup2(channel_copy, kChannel);
-  if (kept_copy != -1) {
-    ::dup2(kept_copy, kKept);
+  Duplicate(channel_copy, kChannel);
+  if (kept != -1) {
+    Duplicate(kept_copy, kKept);
   }
-  ::closefrom(kept_copy == -1 ? kChannel + 1 : kKept + 1);
+  ::closefrom(kept == -1 ? kChannel + 1 : kKept + 1);
   const int nowhere = ::open("/dev/null", O_RDWR | O_CLOEXEC);
   ::dup2(nowhere, STDIN_FILENO);
   ::dup2(nowhere, STDOUT_FILENO);
