@@ -29,6 +29,16 @@ BoardLoop::BoardLoop(const Limits& limits, Workers& workers, Display& display)
     : limits_(limits), workers_(workers), display_(display) {}
 
 int BoardLoop::Run() {
+  try {
+    Loop();
+  } catch (...) {
+    LeaveAll();
+    throw;
+  }
+  return interrupted_by_.value_or(0);
+}
+
+void BoardLoop::Loop() {
   next_refresh_ = Clock::now();
   GoOn(next_refresh_);
   while (!IsOver()) {
@@ -43,7 +53,15 @@ int BoardLoop::Run() {
       std::ranges::for_each(runs_, &BoardRun::Abandon);
     }
   }
-  return interrupted_by_.value_or(0);
+}
+
+void BoardLoop::LeaveAll() noexcept {
+  std::ranges::for_each(runs_, &BoardRun::BeginToLeave);
+  const Clock::time_point limit = Clock::now() + kLastMoment;
+  while (std::ranges::any_of(runs_, &BoardRun::HasWorker) && Clock::now() < limit) {
+    std::this_thread::sleep_for(kNap);
+  }
+  std::ranges::for_each(runs_, &BoardRun::Leave);
 }
 
 BoardRun& BoardLoop::Add(const Assignment& assignment, BoardStatus& status) {

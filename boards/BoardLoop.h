@@ -21,7 +21,8 @@ class BoardLoop {
   virtual ~BoardLoop() = default;
 
   // Until it is over; the display has been told of all ends then. The result is the last signal
-  // that interrupted it, or 0.
+  // that interrupted it, or 0. When it fails itself, as for want of memory, all boards are ended as
+  // by an interrupt, and the failure is thrown.
   int Run();
 
   // Whether it ended, or had to end, in haste.
@@ -60,6 +61,8 @@ class BoardLoop {
   const std::list<BoardRun>& Runs() const { return runs_; }
 
  private:
+  void Loop();
+  void LeaveAll() noexcept;
   void WaitForNews();
   int MillisecondsToTheNextTime() const;
   void TakeSignals();

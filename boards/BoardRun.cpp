@@ -281,13 +281,44 @@ void BoardRun::Abandon() {
   }
 }
 
+void BoardRun::BeginToLeave() noexcept {
+  interrupted_ = true;
+  if (state_ == State::kOpening || state_ == State::kReady || state_ == State::kServing) {
+    state_ = State::kEnding;
+    if (worker_) {
+      worker_->Signal(SIGTERM);
+    }
+  }
+}
+
+bool BoardRun::HasWorker() noexcept { return worker_ && !worker_->WaitStatus(); }
+
+void BoardRun::Leave() noexcept {
+  const bool has_given_back = worker_ && worker_->WaitStatus() == 0;
+  const auto try_to = [](const auto& action) {
+    try {
+      action();
+    } catch (...) {
+      // So it can't be done.
+    }
+  };
+  try_to([this] { TakeEvents(); });
+  if (port_.Get() != -1 && !has_given_back) {
+    worker_.reset();
+    try_to([this] { workers_.GiveBack(ready_, port_.Get(), IsInTransfer()); });
+  }
+  try_to([this] { Abandon(); });
+}
+
+// A worker that has finished has ended the transfer, too.
+bool BoardRun::IsInTransfer() const { return status_.step == Step::kTransfer && !finished_; }
+
 void BoardRun::GiveBackPort() {
   if (port_.Get() == -1) {
     Conclude();
     return;
   }
-  // A worker that has finished has ended the transfer, too.
-  const bool in_transfer = status_.step == Step::kTransfer && !finished_;
+  const bool in_transfer = IsInTransfer();
   Enter(State::kGivingBack, kGivingBackLimit);
   try {
     worker_ = std::make_unique<WorkerProcess>(
@@ -296,6 +327,7 @@ void BoardRun::GiveBackPort() {
         },
         port_.Get());
   } catch (const std::system_error&) {
+    workers_.GiveBack(ready_, port_.Get(), in_transfer);
     Conclude();
   }
 }

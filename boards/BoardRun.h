@@ -63,6 +63,12 @@ class BoardRun {
   // Ends the board without waiting for anything.
   void Abandon();
 
+  // For a supervisor that has failed itself, and may have no memory. The first tells the worker to
+  // end, and the last ends the board, in the hope that it can be told.
+  void BeginToLeave() noexcept;
+  bool HasWorker() noexcept;
+  void Leave() noexcept;
+
   // Takes events, the worker's end and the time that has come.
   void LookAround(Clock::time_point now);
 
@@ -102,6 +108,7 @@ class BoardRun {
   void TakeTime();
   void TellToEnd(Reason reason, const std::string& text);
   void GiveBackPort();
+  bool IsInTransfer() const;
   void Conclude();
   std::string WithFormerFailure(const std::string& text) const;
   BoardStatus::End Told() const;

@@ -31,6 +31,8 @@ constexpr int kNothingBegun = 2;
 constexpr int kEndedBySignal = 128;
 constexpr std::chrono::milliseconds kLongestReportInHaste{200};
 
+int g_status_of_a_failure = kNothingBegun;
+
 // A port must not become standard output.
 void OpenStandardDescriptors() {
   int descriptor = -1;
@@ -87,6 +89,7 @@ void LeaveAtOnce(int signal) { ::_exit(kEndedBySignal + signal); }
 // Returns the signal that ended it, or 0. The report may not be read by anybody: from now on a
 // signal ends the program, and after haste it ends by itself.
 int ServeBoards(BoardLoop& boards) {
+  g_status_of_a_failure = EXIT_FAILURE;
   const int signal = boards.Run();
   for (const int other : {SIGINT, SIGTERM, SIGHUP}) {
     if (std::signal(other, LeaveAtOnce) == SIG_IGN) {
@@ -169,7 +172,7 @@ int Main(int argc, const char* const* argv) {
     return Run(MakePlan(std::move(command_line)));
   } catch (const std::exception& error) {
     std::cerr << "kvo-boards: " << error.what() << '\n';
-    return kNothingBegun;
+    return g_status_of_a_failure;
   }
 }
 

@@ -13,8 +13,11 @@
 #include <functional>
 #include <map>
 #include <new>
+#include <optional>
 #include <string>
 #include <thread>
+
+#include "wire/boards/NoMoreDescriptors.h"
 
 namespace kvo::boards::testing {
 namespace {
@@ -392,6 +395,47 @@ TEST_F(SupervisorTest, ASecondInterruptEndsWorkersThatDoNotEndByThemselves) {
   EXPECT_EQ(Run(), SIGINT);
   ExpectFailed(0, Reason::kInterrupted, "interrupted" + kAtBlock17);
   EXPECT_EQ(notes_->given_back.at(0), 2);
+}
+
+TEST_F(SupervisorTest, APortIsGivenBackEvenIfNoProcessCanBeStarted) {
+  AddBoard([](int, EventSender& events) {
+    BeginTransfer(events);
+    ::raise(SIGKILL);
+  });
+  std::optional<NoMoreDescriptors> none;
+  display_.on_change = [&none](const BoardStatus&, Change change) {
+    if (change == Change::kProgress) {
+      none.emplace();
+    }
+  };
+  EXPECT_EQ(Run(), 0);
+  EXPECT_EQ(notes_->given_back.at(0), 2);
+}
+
+TEST_F(SupervisorTest, AFailureOfItsOwnEndsAllBoardsAsAnInterruptDoes) {
+  limits_.attempts = 3;
+  for (int i = 0; i < 3; ++i) {
+    AddBoard([i](int, EventSender& events) {
+      if (i == 1) {
+        std::signal(SIGTERM, SIG_IGN);
+      }
+      BeginTransfer(events);
+      Hang();
+    });
+  }
+  int in_transfer = 0;
+  display_.on_change = [&in_transfer](const BoardStatus& board, Change change) {
+    in_transfer += change == Change::kProgress && board.block == 17 ? 1 : 0;
+    if (in_transfer == 3) {
+      throw std::bad_alloc();
+    }
+  };
+  EXPECT_THROW(Run(), std::bad_alloc);
+  for (std::size_t i = 0; i < 3; ++i) {
+    EXPECT_EQ(notes_->told_to_end.at(i), i == 1 ? 0 : 1);
+    EXPECT_EQ(notes_->given_back.at(i), i == 1 ? 2 : 0);
+    ExpectFailed(i, Reason::kInterrupted, "interrupted" + kAtBlock17);
+  }
 }
 
 TEST_F(SupervisorTest, AnIgnoredSignalStaysIgnored) {
