@@ -75,6 +75,11 @@ std::vector<pid_t> ChildrenOf(pid_t id) {
 
 void PreferThisProcess() { PreferProcess(::getpid()); }
 
+std::unique_lock<std::mutex> NoProgramStarts() {
+  static std::mutex mutex;
+  return std::unique_lock(mutex);
+}
+
 RunningProgram::RunningProgram(const std::vector<std::string>& command,
                                const std::map<std::string, std::string>& environment) {
   std::vector<std::string> arguments = command;
@@ -83,6 +88,7 @@ RunningProgram::RunningProgram(const std::vector<std::string>& command,
   actions.OpenAs(STDIN_FILENO, "/dev/null", O_RDONLY);
   actions.OpenAs(STDOUT_FILENO, folder_.Path("out"), O_WRONLY | O_CREAT);
   actions.OpenAs(STDERR_FILENO, folder_.Path("err"), O_WRONLY | O_CREAT);
+  const std::unique_lock<std::mutex> alone = NoProgramStarts();
   const int error = ::posix_spawnp(&id_, command.front().c_str(), actions.Get(), nullptr,
                                    Pointers(arguments).data(), Pointers(variables).data());
   if (error != 0) {

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <functional>
 #include <map>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -18,6 +19,9 @@ void PreferThisProcess();
 
 // Those that a process has started and that have not ended, as strace does with its command.
 std::vector<pid_t> ChildrenOf(pid_t id);
+
+// While it is held, no program is started: each would have for a moment what is open meanwhile.
+std::unique_lock<std::mutex> NoProgramStarts();
 
 // A program that a test starts; it and what it has started are killed when the object ends before
 // it does.

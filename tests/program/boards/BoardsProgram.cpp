@@ -1,13 +1,51 @@
 #include "program/boards/BoardsProgram.h"
 
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/ioctl.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include <chrono>
 #include <filesystem>
+#include <iterator>
+#include <mutex>
 #include <sstream>
 #include <thread>
+#include <utility>
 
 namespace kvo::bootloadertms::testing {
+
+namespace {
+
+class OpenPort {
+ public:
+  explicit OpenPort(const std::string& path)
+      : descriptor_(::open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC)) {
+    EXPECT_NE(descriptor_, -1) << path;
+  }
+  OpenPort(const OpenPort&) = delete;
+  OpenPort& operator=(const OpenPort&) = delete;
+  ~OpenPort() { ::close(descriptor_); }
+  int Get() const { return descriptor_; }
+
+ private:
+  std::unique_lock<std::mutex> alone_ = NoProgramStarts();
+  int descriptor_;
+};
+
+// In a form that a failed comparison shows.
+std::vector<unsigned> SettingsOf(int port) {
+  termios settings{};
+  EXPECT_EQ(::tcgetattr(port, &settings), 0);
+  std::vector<unsigned> numbers = {settings.c_iflag,         settings.c_oflag,
+                                   settings.c_cflag,         settings.c_lflag,
+                                   ::cfgetispeed(&settings), ::cfgetospeed(&settings)};
+  numbers.insert(numbers.end(), std::begin(settings.c_cc), std::end(settings.c_cc));
+  return numbers;
+}
+
+}  // namespace
 
 std::vector<std::string> operator+(std::vector<std::string> left,
                                    const std::vector<std::string>& right) {
@@ -122,6 +160,35 @@ std::string PlayedBoard::Rest() const {
     all += piece;
   }
   return all;
+}
+
+PortAsItWas::PortAsItWas(std::string path) : path_(std::move(path)) {
+  const OpenPort port(path_);
+  termios settings{};
+  ::tcgetattr(port.Get(), &settings);
+  settings.c_iflag = IGNBRK | ICRNL | IXANY;
+  settings.c_oflag = OPOST | OCRNL;
+  settings.c_lflag = ICANON | NOFLSH;
+  settings.c_cc[VMIN] = 7;
+  settings.c_cc[VTIME] = 9;
+  settings.c_cc[VINTR] = 'i';
+  ::cfsetspeed(&settings, B19200);
+  ::tcsetattr(port.Get(), TCSANOW, &settings);
+  settings_ = SettingsOf(port.Get());
+}
+
+void PortAsItWas::ExpectGivenBack() const {
+  const OpenPort port(path_);
+  EXPECT_EQ(SettingsOf(port.Get()), settings_);
+  // A process that has ended closes its files a moment later.
+  const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+  while (::flock(port.Get(), LOCK_EX | LOCK_NB) != 0) {
+    ASSERT_LT(std::chrono::steady_clock::now(), limit) << path_ << " is locked";
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+  int is_exclusive = -1;
+  EXPECT_EQ(::ioctl(port.Get(), TIOCGEXCL, &is_exclusive), 0);
+  EXPECT_EQ(is_exclusive, 0);
 }
 
 pid_t WorkerOf(const RunningProgram& program, const std::string& port) {

@@ -94,6 +94,19 @@ class PlayedBoard {
   TestTerminal terminal_;
 };
 
+// Gives a port settings that no program would choose, and tells whether it has them again.
+class PortAsItWas {
+ public:
+  explicit PortAsItWas(std::string path);
+
+  // Nor is it locked.
+  void ExpectGivenBack() const;
+
+ private:
+  std::string path_;
+  std::vector<unsigned> settings_;
+};
+
 // Of kvo-boards' own processes, the one that serves the board at this port; -1 when there is none.
 pid_t WorkerOf(const RunningProgram& program, const std::string& port);
 bool WaitUntilGone(pid_t process);

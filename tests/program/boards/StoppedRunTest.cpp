@@ -3,14 +3,11 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/ioctl.h>
 #include <sys/stat.h>
-#include <termios.h>
 #include <unistd.h>
 
 #include <chrono>
 #include <csignal>
-#include <iterator>
 #include <string>
 
 #include "program/boards/BoardsProgram.h"
@@ -23,44 +20,13 @@ using namespace std::string_literals;
 using std::chrono::steady_clock;
 using ::testing::HasSubstr;
 
-// In a form that a failed comparison shows.
-std::vector<unsigned> NumbersOf(const termios& settings) {
-  std::vector<unsigned> numbers = {settings.c_iflag,         settings.c_oflag,
-                                   settings.c_cflag,         settings.c_lflag,
-                                   ::cfgetispeed(&settings), ::cfgetospeed(&settings)};
-  numbers.insert(numbers.end(), std::begin(settings.c_cc), std::end(settings.c_cc));
-  return numbers;
-}
-
 // A board with settings on its line that no program would choose.
 class OddBoard : public PlayedBoard {
  public:
-  OddBoard() {
-    termios settings = Terminal().Settings();
-    settings.c_iflag = IGNBRK | ICRNL | IXANY;
-    settings.c_oflag = OPOST | OCRNL;
-    settings.c_lflag = ICANON | NOFLSH;
-    settings.c_cc[VMIN] = 7;
-    settings.c_cc[VTIME] = 9;
-    settings.c_cc[VINTR] = 'i';
-    ::cfsetspeed(&settings, B19200);
-    Terminal().SetSettings(settings);
-    found_ = NumbersOf(Terminal().Settings());
-  }
-
-  void ExpectPortGivenBack() const {
-    EXPECT_EQ(NumbersOf(Terminal().Settings()), found_);
-    EXPECT_EQ(RunProgram({"flock", "--nonblock", Path(), "true"}).exit_status, 0);
-    const int port = ::open(Path().c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK);
-    ASSERT_NE(port, -1);
-    int is_exclusive = -1;
-    EXPECT_EQ(::ioctl(port, TIOCGEXCL, &is_exclusive), 0);
-    EXPECT_EQ(is_exclusive, 0);
-    ::close(port);
-  }
+  void ExpectPortGivenBack() const { port_.ExpectGivenBack(); }
 
  private:
-  std::vector<unsigned> found_;
+  const PortAsItWas port_{Path()};
 };
 
 // A place in a run.
