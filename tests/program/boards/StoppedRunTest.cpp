@@ -269,42 +269,6 @@ TEST_F(HangingWorker, IsEndedByItsDeadline) {
   ExpectEndOf(report, "deadline", kCanCan);
 }
 
-class KilledWorker : public StoppedRunTest, public ::testing::WithParamInterface<Stage> {};
-
-TEST_P(KilledWorker, IsToldAndHarmsNoOther) {
-  const SimulatedBoard good({"--state", "bootloader", "--fault", "late=1500@start"});
-  ASSERT_NO_FATAL_FAILURE(RunUpTo(GetParam(), {"--no-start"}, {good.Path()}));
-  ASSERT_NE(Worker(), -1);
-  ::kill(Worker(), SIGKILL);
-  const Report report = ReportOf(*program_);
-  EXPECT_EQ(report.exit_status, 1);
-  EXPECT_THAT(report.Only("finished", board_.Path()), FailedBy("crashed"));
-  EXPECT_THAT(report.Only("finished", good.Path()), HasFields(Json{{"result", "flashed"}}));
-  EXPECT_EQ(good.Flash(), ReadFile(image_));
-  EXPECT_EQ(board_.Rest(), GetParam().in_transfer ? kCanCan : "");
-  board_.ExpectPortGivenBack();
-}
-
-INSTANTIATE_TEST_SUITE_P(StoppedRunTest, KilledWorker, ::testing::Values(kPing, kWaitForC, kBlock),
-                         [](const auto& row) { return row.param.name; });
-
-class KilledSupervisor : public StoppedRunTest, public ::testing::WithParamInterface<Stage> {};
-
-TEST_P(KilledSupervisor, EndsItsWorkersThatGiveBackTheirPorts) {
-  ASSERT_NO_FATAL_FAILURE(RunUpTo(GetParam()));
-  const pid_t worker = Worker();
-  ASSERT_NE(worker, -1);
-  program_->Signal(SIGKILL);
-  EXPECT_EQ(program_->Wait(), 128 + SIGKILL);
-  EXPECT_TRUE(WaitUntilGone(worker));
-  EXPECT_EQ(board_.Rest(), GetParam().in_transfer ? kCanCan : "");
-  board_.ExpectPortGivenBack();
-}
-
-INSTANTIATE_TEST_SUITE_P(StoppedRunTest, KilledSupervisor,
-                         ::testing::Values(kPing, kWaitForC, kBlock, kVerdict),
-                         [](const auto& row) { return row.param.name; });
-
 // The bytes of a terminal that nobody reads at its far end go nowhere.
 TEST_F(StoppedRunTest, ALineThatTakesNoBytesHoldsUpNoInterrupt) {
   const std::string image = folder_.WriteFile("long_tv.bin", ImageOf(200000));
