@@ -128,117 +128,24 @@ TEST_F(FlashTest, ARepeatedAttemptEndsTheFormerTransferAlsoWithoutASwitch) {
             "01");
 }
 
-struct Failure {
-  std::string name;
-  std::string answers;
-  Reason reason;
-  std::uint32_t block;
-  bool in_transfer;
-  // After the transfer's last packet or EOT, from the library and from here.
-  std::string last_sent;
-  std::string message;
-};
-
-class FailedFlashTest : public FlashTest, public ::testing::WithParamInterface<Failure> {};
-
-TEST_P(FailedFlashTest, IsToldWithItsReasonAndPlace) {
-  const Failure& row = GetParam();
-  AnsweringPort port(row.answers);
+// tests/faults has what fails in the transfer.
+TEST_F(FlashTest, WithoutABootloaderNothingButPingsIsSent) {
+  plan_.command_line.switch_to_bootloader = false;
+  AnsweringPort port;
   const Event end = FlashWith(port);
-  EXPECT_EQ(end.outcome, Outcome::kFailed);
-  EXPECT_EQ(NameOf(end.reason), NameOf(row.reason));
-  EXPECT_EQ(end.block, row.block);
-  EXPECT_EQ(end.blocks, 3U);
-  EXPECT_EQ(end.step == Step::kTransfer, row.in_transfer);
-  EXPECT_EQ(end.Text(), row.message);
-  const std::size_t length = std::max<std::size_t>(row.last_sent.size(), 1);
-  EXPECT_EQ(port.sent.substr(port.sent.size() - length).ends_with(row.last_sent), true);
-  const std::size_t cans = port.sent.size() - 1 - port.sent.find_last_not_of('\x18');
-  EXPECT_EQ(cans, row.last_sent == "\x18\x18" ? 2U : 0U);
+  EXPECT_EQ(end.reason, Reason::kSilent);
+  EXPECT_EQ(end.Text(), "no bootloader answers: nothing of the image was sent");
+  EXPECT_EQ(port.sent, "000000000");
 }
 
-const std::string kFlashAgain = ": the board has no valid application, flash it again";
-const std::string kInBootloader =
-    " before block 1 of 3: the board was left in its bootloader, flash it again";
-const std::string kRefusal =
-    "the bootloader refuses the image: it is for another board or application";
-
-INSTANTIATE_TEST_SUITE_P(
-    AtEachPlace, FailedFlashTest,
-    ::testing::Values(
-        Failure{"NoBootloader", "", Reason::kSilent, 0, false, "0",
-                "no bootloader answers: nothing of the image was sent"},
-        Failure{"CannotReceive", "AF", Reason::kRefused, 0, false, "1",
-                "the bootloader can't receive an image (it says F)"},
-        Failure{"PacketZeroCancelled", "AC\x18", Reason::kRefused, 0, false, "\x18\x18", kRefusal},
-        Failure{"PacketZeroRefused", "AC\x15", Reason::kRefused, 0, false, "\x18\x18", kRefusal},
-        Failure{"PacketZeroUnanswered", "AC-", Reason::kBroken, 0, true, "\x18\x18",
-                "no answer within 200 ms" + kInBootloader},
-        Failure{"PacketZeroAskedForAgainAndAgain", "ACCC", Reason::kBroken, 0, true, "\x18\x18",
-                "a wrong answer (0x43)" + kInBootloader},
-        Failure{"BlockUnanswered",
-                "AC\x06"
-                "C\x06-",
-                Reason::kBroken, 2, true, "\x18\x18",
-                "no answer within 200 ms at block 2 of 3" + kFlashAgain},
-        Failure{"BlockAnsweredByZero",
-                "AC\x06"
-                "C\x06\0"s,
-                Reason::kBroken, 2, true, "\x18\x18",
-                "a wrong answer (0x00) at block 2 of 3" + kFlashAgain},
-        Failure{"BlockAnsweredWronglyAfterAResend",
-                "AC\x06"
-                "C\x06\x15\x15U",
-                Reason::kBroken, 2, true, "\x18\x18",
-                "a wrong answer (0x55) at block 2 of 3" + kFlashAgain},
-        Failure{"BlockCancelled",
-                "AC\x06"
-                "C\x06\x06\x18",
-                Reason::kBroken, 3, true, "",
-                "the board ended the transfer at block 3 of 3" + kFlashAgain},
-        Failure{"EndUnanswered",
-                "AC\x06"
-                "C\x06\x06\x06-",
-                Reason::kBroken, 3, true, "\x18\x18",
-                "no answer within 200 ms at block 3 of 3" + kFlashAgain},
-        Failure{"ClosingPacketCancelled",
-                "AC\x06"
-                "C\x06\x06\x06\x06"
-                "C\x18",
-                Reason::kBroken, 3, true, "",
-                "the board ended the transfer at block 3 of 3" + kFlashAgain},
-        Failure{"ClosingPacketAnsweredWronglyTenTimes",
-                "AC\x06"
-                "C\x06\x06\x06\x06"
-                "CUUUUUUUUUU\x06O",
-                Reason::kBroken, 3, true, "\x18\x18",
-                "a wrong answer (0x55) at block 3 of 3" + kFlashAgain},
-        Failure{"ClosingPacketNeverAnswered",
-                "AC\x06"
-                "C\x06\x06\x06\x06"
-                "C",
-                Reason::kBroken, 3, true, "\x18\x18",
-                "no answer within 200 ms at block 3 of 3" + kFlashAgain},
-        Failure{"VerdictMissing",
-                "AC\x06"
-                "C\x06\x06\x06\x06"
-                "C\x06",
-                Reason::kBroken, 3, true, "\x18\x18",
-                "no answer within 200 ms at block 3 of 3" + kFlashAgain},
-        Failure{"VerdictMissingWithoutAClosingPacket",
-                "AC\x06"
-                "C\x06\x06\x06\x06-",
-                Reason::kBroken, 3, true, "\x18\x18",
-                "no answer within 200 ms at block 3 of 3" + kFlashAgain},
-        Failure{"Rejected",
-                "AC\x06"
-                "C\x06\x06\x06\x06"
-                "C\x06o",
-                Reason::kRejected, 3, false, "",
-                "the bootloader rejects the image that it has received (0x6F)" + kFlashAgain},
-        Failure{"NotStarted", kAllIsWell, Reason::kNotStarted, 3, false, "0",
-                "flashed, but the application doesn't answer"}),
-    [](const auto& row) { return row.param.name; });
+TEST_F(FlashTest, AnApplicationThatDoesNotAnswerLeavesTheBoardFlashed) {
+  AnsweringPort port(kAllIsWell);
+  const Event end = FlashWith(port);
+  EXPECT_EQ(end.reason, Reason::kNotStarted);
+  EXPECT_EQ(end.Text(), "flashed, but the application doesn't answer");
+  EXPECT_EQ(end.bytes_sent, 2049U);
+  EXPECT_NE(end.step, Step::kTransfer);
+}
 
 TEST_F(FlashTest, ABoardMayLeaveTheClosingPacketUnansweredForSomeSecondsEachTime) {
   AnsweringPort port(
