@@ -77,7 +77,8 @@ void TransferWatch::BeginPacket(std::uint8_t header) {
   }
 }
 
-// A block that is sent once more has the same number; any other has the next.
+// A block that is sent once more, or was awaited since the last one's answer, has this number; the
+// first has the next.
 void TransferWatch::TakeHeader(std::uint8_t number) {
   if (stage_ == Stage::kBlocks && number != static_cast<std::uint8_t>(block_)) {
     ++block_;
@@ -100,6 +101,7 @@ void TransferWatch::TakeAnswer() {
       if (answer_ == ymodem::kAck) {
         bytes_sent_ =
             std::min<std::uint64_t>(image_bytes_, std::uint64_t{block_} * ymodem::kBlockSize);
+        block_ = std::min(block_ + 1, blocks_);
         on_progress_();
       }
       break;

@@ -171,6 +171,7 @@ class HostileBoardTest : public ::testing::TestWithParam<const char*> {
           EXPECT_GT(watch.GetPosition().bytes_sent, told) << faulty_line_.Described();
           told = watch.GetPosition().bytes_sent;
           EXPECT_EQ(told, line.AcceptedBytes()) << faulty_line_.Described();
+          EXPECT_EQ(watch.GetPosition().block, 2U) << faulty_line_.Described();
         });
     ends_.insert(ResultOf(line, watch));
     EXPECT_EQ(told, line.AcceptedBytes()) << faulty_line_.Described();

@@ -269,6 +269,13 @@ TEST_F(HangingWorker, IsEndedByItsDeadline) {
   ExpectEndOf(report, "deadline", kCanCan);
 }
 
+TEST_F(StoppedRunTest, ABoardWhoseWorkerIsKilledIsToldByTheBlockThatItHadToAnswer) {
+  ASSERT_NO_FATAL_FAILURE(RunUpTo(kBlock));
+  ::kill(Worker(), SIGKILL);
+  EXPECT_THAT(ReportOf(*program_).Only("finished", board_.Path()).value("message", ""),
+              HasSubstr(kBlock.told));
+}
+
 // The bytes of a terminal that nobody reads at its far end go nowhere.
 TEST_F(StoppedRunTest, ALineThatTakesNoBytesHoldsUpNoInterrupt) {
   const std::string image = folder_.WriteFile("long_tv.bin", ImageOf(200000));
