@@ -91,9 +91,12 @@ std::optional<EventReceiver::Message> EventReceiver::Receive() {
     message.msg_iov = &piece;
     message.msg_iovlen = 1;
     message.msg_control = attachment.bytes;
-    message.msg_controllen = sizeof attachment.bytes;
+    // Deliberate: less than the whole attachment, whose padding has room for a second descriptor
+    // that nobody would close.
+    message.msg_controllen = CMSG_LEN(sizeof(int));
     const ssize_t count = ::recvmsg(socket_.Get(), &message, MSG_DONTWAIT | MSG_CMSG_CLOEXEC);
-    if (count == -1 && errno == EINTR) {
+    // A reset is told once, when the worker has ended before it read its go; what it sent is there.
+    if (count == -1 && (errno == EINTR || errno == ECONNRESET)) {
       continue;
     }
     if (count == -1) {
