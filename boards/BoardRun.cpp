@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 #include <sys/wait.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstring>
 #include <system_error>
@@ -25,6 +26,9 @@ constexpr std::chrono::milliseconds kEndingLimit = 600ms;
 constexpr std::chrono::milliseconds kFinishingLimit = 2s;
 constexpr std::chrono::milliseconds kKillingLimit = 200ms;
 constexpr std::chrono::milliseconds kGivingBackLimit = 600ms;
+
+// Any shorter is none that a clock has measured.
+constexpr double kShortestTransferSeconds = 1e-6;
 
 double Seconds(Clock::duration time) { return std::chrono::duration<double>(time).count(); }
 
@@ -170,9 +174,7 @@ void BoardRun::Take(EventReceiver::Message message) {
       break;
     case EventKind::kProgress:
     case EventKind::kStopped:
-      status_.block = event.block;
-      status_.blocks = event.blocks;
-      status_.bytes_sent = event.bytes_sent;
+      TakePosition(event);
       if (has_begun_) {
         display_.Show(status_, Change::kProgress);
       }
@@ -181,13 +183,26 @@ void BoardRun::Take(EventReceiver::Message message) {
       status_.answers.at(static_cast<std::size_t>(event.field)) = event.Text();
       break;
     case EventKind::kFinished:
-      finished_ = event;
-      status_.block = event.block;
-      status_.blocks = event.blocks;
-      status_.bytes_sent = event.bytes_sent;
-      Enter(State::kEnding, kFinishingLimit);
+      TakeFinish(event);
       break;
   }
+}
+
+// Within the image, whatever a worker tells that has gone wrong.
+void BoardRun::TakePosition(const Event& event) {
+  status_.blocks = event.blocks;
+  status_.block = std::min(event.block, event.blocks);
+  status_.bytes_sent = std::min(event.bytes_sent, status_.bytes);
+}
+
+// A worker finishes once, and one that hasn't been told to go can only fail.
+void BoardRun::TakeFinish(const Event& event) {
+  if (finished_ || (!has_begun_ && event.outcome != Outcome::kFailed)) {
+    return;
+  }
+  finished_ = event;
+  TakePosition(event);
+  Enter(State::kEnding, kFinishingLimit);
 }
 
 void BoardRun::NoteOpening() {
@@ -370,7 +385,7 @@ BoardStatus::End BoardRun::Told() const {
     end.message = Diagnosis(status_, end.message);
   }
   end.in_transfer = finished_->step == Step::kTransfer;
-  if (finished_->transfer_seconds > 0.0) {
+  if (finished_->transfer_seconds >= kShortestTransferSeconds) {
     end.bytes_per_second = static_cast<double>(status_.bytes) / finished_->transfer_seconds;
   }
   return end;

@@ -103,6 +103,8 @@ class BoardRun {
   void BeginAttempt();
   void TakeEvents();
   void Take(EventReceiver::Message message);
+  void TakePosition(const Event& event);
+  void TakeFinish(const Event& event);
   void NoteOpening();
   void TakeEnd(int wait_status);
   void TakeTime();
