@@ -8,9 +8,9 @@ namespace kvo::boards {
 // Keys stay in the order in which they were added.
 using JsonObject = nlohmann::ordered_json;
 
-// What isn't UTF-8 is replaced.
+// In ASCII alone: there are control characters beyond it. What isn't UTF-8 is replaced.
 inline std::string LineOf(const JsonObject& object) {
-  return object.dump(-1, ' ', false, JsonObject::error_handler_t::replace) + "\n";
+  return object.dump(-1, ' ', true, JsonObject::error_handler_t::replace) + "\n";
 }
 
 }  // namespace kvo::boards

@@ -118,7 +118,7 @@ TEST(JsonLinesTest, WhatIsNoTextIsReplaced) {
   BoardStatus board = SendingBoard();
   board.port = "/dev/\xff\x1b";
   EXPECT_EQ(JsonOf(board, Change::kProgress),
-            "{\"event\":\"progress\",\"port\":\"/dev/\ufffd\\u001b\",\"bytes_sent\":131072,"
+            "{\"event\":\"progress\",\"port\":\"/dev/\\ufffd\\u001b\",\"bytes_sent\":131072,"
             "\"bytes\":262144}\n");
 }
 

@@ -92,7 +92,7 @@ TEST(PortLinesTest, AnObjectIsValidWhateverADeviceTells) {
   port.product = "\x1b\xff\"";
   EXPECT_EQ(PortObjects({port}),
             R"({"event":"port","port":"/dev/ttyS0","transport":"native",)"
-            "\"product\":\"\\u001b\uFFFD\\\"\",\"hardware\":true,\"accessible\":true}\n");
+            "\"product\":\"\\u001b\\ufffd\\\"\",\"hardware\":true,\"accessible\":true}\n");
 }
 
 }  // namespace
