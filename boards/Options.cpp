@@ -34,6 +34,9 @@ void AddOption(CLI::App& app, const OptionText& option, int count, const TakeTex
     if (texts.size() != static_cast<std::size_t>(count)) {
       throw WrongCommandLine(name + ": given more than once");
     }
+    if (std::ranges::find(texts, "--") != texts.end()) {
+      throw WrongCommandLine(name + ": can't be followed by --, which ends the options");
+    }
     take(texts);
     return true;
   };
