@@ -20,7 +20,7 @@ namespace kvo::boards {
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
+using TimePoint = std::chrono::steady_clock::time_point;
 
 constexpr std::string_view kTcp = "tcp:";
 constexpr std::chrono::seconds kLongestLookUp{5};
@@ -128,10 +128,10 @@ class LookUp {
 
 using LookUps = std::vector<std::pair<PortAddress*, std::unique_ptr<LookUp>>>;
 
-void WaitFor(gaicb* request, Clock::time_point until) {
+void WaitFor(gaicb* request, TimePoint until) {
   while (::gai_error(request) == EAI_INPROGRESS) {
-    const auto left = until - Clock::now();
-    if (left <= Clock::duration(0)) {
+    const auto left = until - TimePoint::clock::now();
+    if (left <= TimePoint::duration(0)) {
       return;
     }
     const auto seconds = std::chrono::floor<std::chrono::seconds>(left);
@@ -150,7 +150,7 @@ void Start(const LookUps& look_ups) {
 }
 
 // Takes what has come until then.
-void Collect(LookUps& look_ups, Clock::time_point until) {
+void Collect(LookUps& look_ups, TimePoint until) {
   for (auto& [port, look_up] : look_ups) {
     WaitFor(look_up->Request(), until);
     ::gai_cancel(look_up->Request());
@@ -246,7 +246,7 @@ void Resolve(std::vector<PortAddress>& ports) {
   }
   if (!look_ups.empty()) {
     Start(look_ups);
-    Collect(look_ups, Clock::now() + kLongestLookUp);
+    Collect(look_ups, TimePoint::clock::now() + kLongestLookUp);
   }
 }
 
