@@ -212,14 +212,24 @@ std::optional<int> RunParser(CLI::App& app, const Texts& arguments) {
   return std::nullopt;
 }
 
+// What stands before "--", if that is there.
+Texts NamesBeforeTheEndOfOptions(const Texts& arguments, const CommandLine& line) {
+  Texts names = line.patterns;
+  std::ranges::transform(line.ports, std::back_inserter(names), &PortAddress::name);
+  if (HasImage(line.action)) {
+    names.insert(names.begin(), line.image);
+  }
+  const auto from_the_end = arguments.end() - std::ranges::find(arguments, "--");
+  const auto after_the_end =
+      static_cast<std::size_t>(std::max<std::ptrdiff_t>(from_the_end, 1) - 1);
+  names.resize(names.size() - std::min(names.size(), after_the_end));
+  return names;
+}
+
 // CLI11 takes "---json" and "-1" for names.
 void RequireAllOptionsKnown(const CLI::App& app, const Texts& arguments, const CommandLine& line) {
   Texts left = app.remaining();
-  if (std::ranges::find(arguments, "--") == arguments.end()) {
-    left.push_back(line.image);
-    std::ranges::transform(line.ports, std::back_inserter(left), &PortAddress::name);
-    left.insert(left.end(), line.patterns.begin(), line.patterns.end());
-  }
+  std::ranges::move(NamesBeforeTheEndOfOptions(arguments, line), std::back_inserter(left));
   const auto unknown = std::ranges::find_if(left, [](const std::string& text) {
     return text.size() > 1 && text.front() == '-' && text != "--";
   });
