@@ -49,8 +49,8 @@ WORDS = {
 }
 # Declarations and the like, without which nothing compiles.
 NOT_LEFT_OUT = re.compile(
-    r"(return|case|default|do|while|using|namespace|constexpr|static|inline|enum|struct|class|"
-    r"template|explicit|virtual|else|const)\b|(?!throw)[\w:<>&*, ]+[ &*]\w+( =|\(|\{|;)"
+    r"(return|case|default|do|while|using|namespace|constexpr|static|static_assert|inline|enum|"
+    r"struct|class|union|template|explicit|virtual|else|const)\b|(?!throw)[\w:<>&*, ]+[ &*]\w+( =|\(|\{|;)"
 )
 CLOSING = {"(": ")", "{": "}", "[": "]"}
 
@@ -111,8 +111,8 @@ def mutant(path: str, source: str, start: int, end: int, replacement: str) -> Mu
 
 def token_edits(source: str, tokens: list[Token]):
     for token in tokens:
-        if token.kind == "number" and not is_pure_specifier(source, token):
-            yield token.start, token.end, next_number(token.text)
+        if token.kind == "number" and not is_no_value(source, token):
+            yield token.start, token.end, other_number(source, token)
         elif token.kind == "character":
             yield token.start, token.end, "'~'"
         elif token.kind == "text":
@@ -125,6 +125,14 @@ def token_edits(source: str, tokens: list[Token]):
             yield token.start, token.end, OPERATORS[token.text]
 
 
+# A time that is off by one shows nowhere, ten times as long it may.
+def other_number(source: str, token: Token) -> str:
+    is_time = re.search(r"seconds(\(| \w+\{)$", source[max(token.start - 60, 0) : token.start]) or (
+        re.match(r"m?s\b", source[token.end : token.end + 3])
+    )
+    return token.text + "0" if is_time and token.text != "0" else next_number(token.text)
+
+
 def next_number(text: str) -> str:
     number = text.replace("'", "")
     if number.lower().startswith("0x"):
@@ -134,8 +142,10 @@ def next_number(text: str) -> str:
     return str((float if "." in digits else int)(digits) + 1) + suffix
 
 
-def is_pure_specifier(source: str, token: Token) -> bool:
-    return token.text == "0" and re.search(r"\)( const)? = $", source[: token.start]) is not None
+# `= 0` of a pure virtual function, and what poll() overwrites.
+def is_no_value(source: str, token: Token) -> bool:
+    before = source[max(token.start - 20, 0) : token.start]
+    return token.text == "0" and re.search(r"(\)( const)?|\.revents) = $", before) is not None
 
 
 def is_operator(source: str, token: Token) -> bool:
@@ -213,4 +223,8 @@ def statement_edits(source: str, tokens: list[Token]):
 
 
 def may_be_left_out(statement: str) -> bool:
-    return len(statement) > 1 and not NOT_LEFT_OUT.match(statement)
+    return (
+        len(statement) > 1
+        and not statement.endswith("= delete;")
+        and not NOT_LEFT_OUT.match(statement)
+    )
