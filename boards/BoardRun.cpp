@@ -83,7 +83,6 @@ void BoardRun::Open() {
 }
 
 void BoardRun::StartWorker() {
-  port_.Close();  // a device that is plugged in again gets its name back only then
   finished_.reset();
   cause_.reset();
   has_begun_ = false;
@@ -348,7 +347,7 @@ void BoardRun::GiveBackPort() {
 }
 
 void BoardRun::Conclude() {
-  port_.Close();
+  port_.Close();  // a device that is plugged in again gets its name back only then
   if (withdrawn_ && status_.attempt == 0 && !finished_) {
     state_ = State::kDone;
     next_time_.reset();

@@ -20,14 +20,11 @@ void Supervisor::GoOn(Clock::time_point /*now*/) {
     has_begun_ = true;
     std::ranges::for_each(Runs(), &BoardRun::Open);
   }
-  if (!is_interrupted_ && std::ranges::all_of(Runs(), &BoardRun::HasOpened)) {
+  if (std::ranges::all_of(Runs(), &BoardRun::HasOpened)) {
     BeginReady();
   }
 }
 
-void Supervisor::Interrupt(int times) {
-  is_interrupted_ = true;
-  times == 1 ? InterruptAll() : MakeHaste();
-}
+void Supervisor::Interrupt(int times) { times == 1 ? InterruptAll() : MakeHaste(); }
 
 }  // namespace kvo::boards

@@ -24,7 +24,6 @@ class Supervisor : public BoardLoop {
   void Interrupt(int times) override;
 
   bool has_begun_ = false;
-  bool is_interrupted_ = false;
 };
 
 }  // namespace kvo::boards
