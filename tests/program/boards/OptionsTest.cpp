@@ -333,6 +333,14 @@ TEST_F(OptionsTest, BoardsAreFlashedThoughNobodyReadsTheReport) {
   EXPECT_EQ(board.Flash(), ReadFile(image_));
 }
 
+TEST_F(OptionsTest, BoardsAreFlashedWithoutStandardInputAndOutput) {
+  const SimulatedBoard board({"--state", "bootloader"});
+  const Report report = RunBoards(kTransferAlone + std::vector<std::string>{image_, board.Path()},
+                                  {"sh", "-c", R"(exec "$@" <&- >&- 2>&-)", "sh"});
+  EXPECT_EQ(report.exit_status, 0);
+  EXPECT_EQ(board.Flash(), ReadFile(image_));
+}
+
 TEST_F(OptionsTest, QuietLeavesOneLinePerFailure) {
   SimulatedBoard good({"--state", "bootloader"});
   SimulatedBoard bad({"--state", "bootloader", "--fault", "byte=46@start"});

@@ -73,6 +73,13 @@ TEST_F(AskTest, ABoardThatAnswersOnlyALaterPingIsKnown) {
   EXPECT_EQ(answers_.at("state"), "bootloader");
 }
 
+TEST_F(AskTest, WhatABootloaderDoesNotKnowIsNoAnswer) {
+  AnsweringPort port("", {"A", "SN1\r\n", "U", "U", "U", "U", "U"});
+  EXPECT_EQ(AskWith(port), Outcome::kAnswered);
+  EXPECT_EQ(answers_,
+            (std::map<std::string, std::string>{{"state", "bootloader"}, {"serial", "SN1"}}));
+}
+
 TEST_F(AskTest, ABoardThatDoesNotAnswerIsSilentAfterThreeSeconds) {
   const auto began = time_.Now(CLOCK_MONOTONIC);
   AnsweringPort port;
@@ -84,7 +91,7 @@ TEST_F(AskTest, ABoardThatDoesNotAnswerIsSilentAfterThreeSeconds) {
 TEST_F(AskTest, NoPingIsBegunThatWouldMostlyBeTooLate) {
   for (const auto& [text_takes, silent_after] :
        {std::pair(200ms, 3000ms), std::pair(1200ms, 2600ms), std::pair(2200ms, 2300ms),
-        std::pair(1600ms, 3400ms)}) {
+        std::pair(2000ms, 2100ms), std::pair(1600ms, 3400ms)}) {
     const auto began = time_.Now(CLOCK_MONOTONIC);
     AnsweringPort port;
     port.text_takes = text_takes;

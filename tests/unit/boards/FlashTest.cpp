@@ -36,7 +36,7 @@ class FlashTest : public ::testing::Test {
   FlashTest() { PlanImage(kThreeBlocks); }
 
   void PlanImage(std::size_t length) {
-    plan_.command_line.image = folder_.WriteFile("fw_tv.bin", std::string(length, 'x'));
+    plan_.command_line.image = folder_.WriteFile("fw_tv.bin", std::string(length, '\x04'));
     plan_.bytes = length;
     plan_.image_written = std::filesystem::last_write_time(plan_.command_line.image);
   }
@@ -108,6 +108,18 @@ TEST_F(FlashTest, TheTransferTimeIsThatFromTheFirstBlockToTheVerdict) {
   EXPECT_DOUBLE_EQ(FlashWith(port).transfer_seconds, 7.0);
 }
 
+TEST_F(FlashTest, ABootloaderThatDoesNotAnswerIsCalledOnceThreeTimesWhenRepeated) {
+  const std::string call =
+      "Q\x18\x18"
+      "000000000";
+  AnsweringPort first;
+  FlashWith(first);
+  EXPECT_EQ(first.sent, call);
+  AnsweringPort repeated;
+  FlashWith(repeated, /*is_repeated=*/true);
+  EXPECT_EQ(repeated.sent, call + call + call);
+}
+
 TEST_F(FlashTest, ARepeatedAttemptCallsABoardThatStillWaitsForTheRest) {
   AnsweringPort first("---------" + kAllIsWell, {kApplicationAnswers});
   EXPECT_EQ(FlashWith(first, /*is_repeated=*/true).outcome, Outcome::kFlashed);
@@ -156,6 +168,15 @@ TEST_F(FlashTest, ABoardMayLeaveTheClosingPacketUnansweredForSomeSecondsEachTime
   EXPECT_EQ(FlashWith(port).outcome, Outcome::kFlashed);
 }
 
+TEST_F(FlashTest, AClosingPacketIsWaitedForFiveSeconds) {
+  AnsweringPort port(
+      "AC\x06"
+      "C\x06\x06\x06\x06"
+      "C-------------------------\x06O",
+      {kApplicationAnswers});
+  EXPECT_EQ(FlashWith(port).reason, Reason::kBroken);
+}
+
 TEST_F(FlashTest, AClosingPacketThatIsAskedForAgainIsSentAgain) {
   AnsweringPort port(
       "AC\x06"
@@ -173,7 +194,9 @@ TEST_F(FlashTest, BlocksAreCountedBeyondTheirNumbersByte) {
       "AC\x06"
       "C" +
       std::string(260, '\x06') + "U");
-  EXPECT_EQ(FlashWith(port).block, 261U);
+  const Event end = FlashWith(port);
+  EXPECT_EQ(end.block, 261U);
+  EXPECT_EQ(end.blocks, 300U);
 }
 
 TEST_F(FlashTest, AnotherImageThanTheOneThatWasCheckedIsNotSent) {

@@ -9,13 +9,16 @@
 #include <optional>
 #include <string>
 #include <thread>
+#include <vector>
 
+#include "support/FakeTime.h"
 #include "support/RuntimeErrorOf.h"
 #include "wire/boards/SocketPort.h"
 
 namespace kvo::boards {
 namespace {
 
+using bootloadertms::testing::FakeTime;
 using bootloadertms::testing::RuntimeErrorOf;
 using testing::SocketPair;
 using testing::SocketPort;
@@ -80,6 +83,16 @@ TEST_P(BoardPortTest, AWriteTakesAllAtOnceAndASlowOneByteByByte) {
   port_.WriteSlowly("\x01z", 0);
   EXPECT_EQ(line_.Receive(), "\x01");
   EXPECT_EQ(line_.Receive(), "z");
+}
+
+TEST_P(BoardPortTest, ASlowWritePausesAfterEachByte) {
+  std::vector<std::chrono::nanoseconds> pauses;
+  const FakeTime time([&pauses](std::chrono::nanoseconds asked) {
+    pauses.push_back(asked);
+    return asked;
+  });
+  port_.WriteSlowly("ab", 7);
+  EXPECT_EQ(pauses, std::vector<std::chrono::nanoseconds>(2, std::chrono::milliseconds(7)));
 }
 
 TEST_P(BoardPortTest, AnAnswerInPiecesIsReadWholeAndEndsWithAZeroByte) {

@@ -158,6 +158,12 @@ TEST_F(ExclusiveTerminalTest, APortThatAnotherProcessHasLockedIsBusy) {
             "in use by sh (process " + std::to_string(holder->Id()) + ")");
 }
 
+TEST_F(ExclusiveTerminalTest, ControlCharactersInTheNameOfAHolderAreNotShown) {
+  const auto holder = HolderOf(terminal_.Path(), R"(printf 'a\001\177b' >/proc/$$/comm)");
+  EXPECT_EQ(FailureAt(terminal_.Path(), Reason::kBusy),
+            "in use by a??b (process " + std::to_string(holder->Id()) + ")");
+}
+
 TEST_F(ExclusiveTerminalTest, ABusyPortIsLeftAsItIs) {
   const auto holder = HolderOf(terminal_.Path());
   const termios found = terminal_.Settings();

@@ -5,13 +5,19 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/mman.h>
+#include <sys/prctl.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <array>
 #include <atomic>
 #include <csignal>
+#include <cstdio>
+#include <ctime>
 #include <functional>
 #include <map>
+#include <memory>
 #include <new>
 #include <optional>
 #include <string>
@@ -92,8 +98,10 @@ class RecordingDisplay : public Display {
       on_change(board, change);
     }
   }
+  void Refresh() override { ++refreshes; }
   void Finish(const Totals& /*totals*/) override {}
 
+  int refreshes = 0;
   std::map<std::string, int> attempts;
   std::map<std::string, int> ends;
   std::function<void(const BoardStatus&, Change)> on_change;
@@ -118,7 +126,14 @@ class SupervisorTest : public ::testing::Test, public Workers {
     AddBoard([](int, EventSender& events) { events.Send(Finished(Outcome::kFlashed)); });
   }
 
-  int Run() { return Supervisor(assignments_, boards_, limits_, *this, display_).Run(); }
+  int Run() {
+    start_ = Clock::now();
+    const std::clock_t worked = std::clock();
+    const int signal = Supervisor(assignments_, boards_, limits_, *this, display_).Run();
+    taken_ = Clock::now() - start_;
+    processor_seconds_ = static_cast<double>(std::clock() - worked) / CLOCKS_PER_SEC;
+    return signal;
+  }
 
   void ExpectGood(std::size_t board) {
     EXPECT_EQ(boards_.at(board).end->outcome, Outcome::kFlashed);
@@ -173,6 +188,9 @@ class SupervisorTest : public ::testing::Test, public Workers {
   Limits limits_;
   RecordingDisplay display_;
   SharedNotes notes_;
+  Clock::time_point start_;
+  Clock::duration taken_{};
+  double processor_seconds_ = 0;
 };
 
 const std::string kAtBlock17 =
@@ -186,6 +204,7 @@ TEST_F(SupervisorTest, EachBoardIsServedOnce) {
   for (std::size_t i = 0; i < 4; ++i) {
     ExpectGood(i);
     EXPECT_EQ(boards_.at(i).attempt, 1);
+    EXPECT_EQ(boards_.at(i).end->bytes_per_second, 0.0);
     EXPECT_EQ(notes_->given_back.at(i), 0);
   }
   const std::map<std::string, int> once = {{"0", 1}, {"1", 1}, {"2", 1}, {"3", 1}};
@@ -205,6 +224,7 @@ TEST_F(SupervisorTest, NoBoardBeginsBeforeAllPortsAreOpen) {
   }
   EXPECT_EQ(Run(), 0);
   EXPECT_EQ(notes_->open_ports_at_first_go, 3);
+  EXPECT_GE(boards_.front().began, start_ + 300ms);
 }
 
 TEST_F(SupervisorTest, NoMoreBoardsAtOnceThanAllowed) {
@@ -259,9 +279,9 @@ TEST_F(SupervisorTest, ABoardThatExceedsItsDeadlineIsToldToEnd) {
 TEST_F(SupervisorTest, AWorkerThatDoesNotEndIsKilledAndItsPortGivenBack) {
   before_opening_ = [](std::size_t) { std::signal(SIGTERM, SIG_IGN); };
   AddBoard([](int, EventSender&) { Hang(); });
-  assignments_.front().deadline = 1ms;
+  assignments_.front().deadline = 1001ms;
   EXPECT_EQ(Run(), 0);
-  ExpectFailed(0, Reason::kDeadline, "not done after 0.001 s before anything was sent");
+  ExpectFailed(0, Reason::kDeadline, "not done after 1.001 s before anything was sent");
   EXPECT_EQ(notes_->given_back.at(0), 1);
 }
 
@@ -272,6 +292,7 @@ TEST_F(SupervisorTest, AStoppedWorkerHoldsNobodyUp) {
   EXPECT_EQ(Run(), 0);
   EXPECT_EQ(boards_.front().end->reason, Reason::kDeadline);
   ExpectGood(1);
+  EXPECT_LT(taken_, 5s);
 }
 
 TEST_F(SupervisorTest, WhatAWorkerHasFinishedCountsAlsoIfItHangsAfterwards) {
@@ -283,6 +304,8 @@ TEST_F(SupervisorTest, WhatAWorkerHasFinishedCountsAlsoIfItHangsAfterwards) {
   EXPECT_EQ(Run(), 0);
   ExpectGood(0);
   EXPECT_EQ(notes_->given_back.at(0), 1);
+  EXPECT_GE(taken_, 2s);
+  EXPECT_LT(taken_, 15s);
 }
 
 TEST_F(SupervisorTest, ALostPortIsToldWithWhatThatMeans) {
@@ -298,14 +321,49 @@ TEST_F(SupervisorTest, ALostPortIsToldWithWhatThatMeans) {
                "the port is gone while the application was started: the board is flashed");
 }
 
+TEST_F(SupervisorTest, WhatAWorkerTellsIsKnownOfItsBoardWithTimesAndARate) {
+  AddBoard([](int, EventSender& events) {
+    BeginTransfer(events);
+    std::this_thread::sleep_for(100ms);
+    Event event = Finished(Outcome::kFlashed);
+    event.step = Step::kTransfer;
+    event.block = event.blocks = 257;
+    event.bytes_sent = 1000;
+    event.transfer_seconds = 0.5;
+    events.Send(event);
+  });
+  BoardStatus& board = boards_.front();
+  board.bytes = 1000;
+  std::vector<Change> changes;
+  display_.on_change = [&changes](const BoardStatus& changed, Change change) {
+    changes.push_back(change);
+    EXPECT_TRUE(change != Change::kStep || changed.blocks == 256);
+  };
+  EXPECT_EQ(Run(), 0);
+  EXPECT_EQ(changes, (std::vector<Change>{Change::kAttempt, Change::kStep, Change::kProgress,
+                                          Change::kEnd}));
+  EXPECT_TRUE(board.end->in_transfer);
+  EXPECT_EQ(board.block, 257U);
+  EXPECT_EQ(board.blocks, 257U);
+  EXPECT_EQ(board.bytes_sent, 1000U);
+  EXPECT_EQ(board.end->bytes_per_second, 2000.0);
+  EXPECT_GE(board.end->seconds, 0.1);
+  EXPECT_LE(board.end->seconds, std::chrono::duration<double>(taken_).count());
+  EXPECT_GE(board.began, start_);
+  EXPECT_GE(board.transfer_began, board.began);
+}
+
 TEST_F(SupervisorTest, NoDeadlineMeansNone) {
   AddBoard([](int, EventSender& events) {
-    std::this_thread::sleep_for(200ms);
+    std::this_thread::sleep_for(500ms);
     events.Send(Finished(Outcome::kFlashed));
   });
   assignments_.front().deadline = 0ms;
   EXPECT_EQ(Run(), 0);
   ExpectGood(0);
+  EXPECT_GE(display_.refreshes, 3);  // ten in a second
+  EXPECT_LE(display_.refreshes, taken_ / 100ms + 1);
+  EXPECT_LT(processor_seconds_, 0.25);
 }
 
 struct Repetition {
@@ -350,6 +408,33 @@ TEST_F(SupervisorTest, AnAttemptThatGoesWellIsTheLast) {
   EXPECT_EQ(boards_.front().attempt, 3);
 }
 
+TEST_F(SupervisorTest, AnAttemptBeginsWithNothingOfTheLast) {
+  limits_.attempts = 3;
+  AddBoard([](int attempt, EventSender& events) {
+    if (attempt == 1) {
+      BeginTransfer(events);
+      Event event = Finished(Outcome::kFailed, Reason::kBroken);
+      event.block = 17;
+      event.bytes_sent = 16384;
+      events.Send(event);
+    } else if (attempt == 2) {
+      Hang();
+    }
+  });
+  assignments_.front().deadline = 300ms;
+  display_.on_change = [](const BoardStatus& board, Change change) {
+    if (change == Change::kAttempt) {
+      EXPECT_EQ(board.step, board.attempt == 1 ? Step::kWaiting : Step::kOpening);
+      EXPECT_EQ(board.block, 0U);
+      EXPECT_EQ(board.bytes_sent, 0U);
+    }
+  };
+  EXPECT_EQ(Run(), 0);
+  ExpectFailed(0, Reason::kCrashed,
+               "the process that served it was ended by another before anything was sent");
+  EXPECT_EQ(boards_.front().attempt, 3);
+}
+
 TEST_F(SupervisorTest, APortThatCannotBeOpenedIsNotTriedAgain) {
   limits_.attempts = 3;
   before_opening_ = [](std::size_t) { ::_exit(0); };
@@ -357,6 +442,7 @@ TEST_F(SupervisorTest, APortThatCannotBeOpenedIsNotTriedAgain) {
   EXPECT_EQ(Run(), 0);
   EXPECT_EQ(boards_.front().end->reason, Reason::kCrashed);
   EXPECT_EQ(boards_.front().attempt, 0);
+  EXPECT_LE(boards_.front().end->seconds, std::chrono::duration<double>(taken_).count());
   EXPECT_TRUE(display_.attempts.empty());
 }
 
@@ -378,6 +464,9 @@ TEST_F(SupervisorTest, AnInterruptEndsWhatIsInWorkAndBeginsNothing) {
   EXPECT_EQ(notes_->told_to_end.at(0), 1);
   ExpectFailed(1, Reason::kInterrupted, "interrupted before anything was sent");
   EXPECT_EQ(boards_.at(1).attempt, 0);
+  sigset_t blocked;
+  ASSERT_EQ(::sigprocmask(SIG_SETMASK, nullptr, &blocked), 0);
+  EXPECT_EQ(::sigismember(&blocked, SIGTERM), 0);  // any longer
 }
 
 TEST_F(SupervisorTest, ASecondInterruptEndsWorkersThatDoNotEndByThemselves) {
@@ -438,6 +527,19 @@ TEST_F(SupervisorTest, AFailureOfItsOwnEndsAllBoardsAsAnInterruptDoes) {
   }
 }
 
+TEST_F(SupervisorTest, ASecondInterruptEndsAlsoAWorkerThatHasFinishedAndHangs) {
+  before_opening_ = [](std::size_t) { std::signal(SIGTERM, SIG_IGN); };
+  AddBoard([](int, EventSender& events) {
+    events.Send(Finished(Outcome::kFlashed));
+    ::kill(::getppid(), SIGINT);
+    ::kill(::getppid(), SIGHUP);
+    Hang();
+  });
+  Run();
+  ExpectGood(0);
+  EXPECT_EQ(notes_->given_back.at(0), 1);
+}
+
 TEST_F(SupervisorTest, AnIgnoredSignalStaysIgnored) {
   std::signal(SIGHUP, SIG_IGN);
   AddBoard([](int, EventSender& events) {
@@ -447,6 +549,48 @@ TEST_F(SupervisorTest, AnIgnoredSignalStaysIgnored) {
   EXPECT_EQ(Run(), 0);
   std::signal(SIGHUP, SIG_DFL);
   ExpectGood(0);
+}
+
+TEST_F(SupervisorTest, EndsOfWorkersAreSeenAlsoIfTheirSignalWasIgnored) {
+  std::signal(SIGCHLD, SIG_IGN);
+  AddGoodBoard();
+  EXPECT_EQ(Run(), 0);
+  std::signal(SIGCHLD, SIG_DFL);
+  ExpectGood(0);
+  EXPECT_EQ(notes_->given_back.at(0), 0);
+}
+
+TEST_F(SupervisorTest, AWorkerHasSignalsAndStreamsOfItsOwn) {
+  AddBoard([](int, EventSender& events) {
+    const auto is_ignored = [](int signal) {
+      struct sigaction action {};
+      return ::sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
+    };
+    const auto leads_nowhere = [](int descriptor) {
+      struct stat status {};
+      return ::fstat(descriptor, &status) == 0 && status.st_rdev == ::makedev(1, 3);
+    };
+    sigset_t blocked;
+    int comes_when_the_supervisor_ends = 0;
+    if (is_ignored(SIGINT) && is_ignored(SIGHUP) && is_ignored(SIGQUIT) &&
+        ::sigprocmask(SIG_SETMASK, nullptr, &blocked) == 0 && ::sigisemptyset(&blocked) == 1 &&
+        ::prctl(PR_GET_PDEATHSIG, &comes_when_the_supervisor_ends) == 0 &&
+        comes_when_the_supervisor_ends == SIGTERM && leads_nowhere(STDIN_FILENO) &&
+        leads_nowhere(STDOUT_FILENO)) {
+      events.Send(Finished(Outcome::kFlashed));
+    }
+  });
+  EXPECT_EQ(Run(), 0);
+  ExpectGood(0);
+}
+
+TEST_F(SupervisorTest, NoWorkerWritesWhatIsBuffered) {
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::tmpfile(), &std::fclose);
+  std::fputs("once", file.get());
+  AddGoodBoard();
+  EXPECT_EQ(Run(), 0);
+  std::fseek(file.get(), 0, SEEK_END);
+  EXPECT_EQ(std::ftell(file.get()), 4);
 }
 
 TEST_F(SupervisorTest, AWorkerHoldsNothingOfOthers) {

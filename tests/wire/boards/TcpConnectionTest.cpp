@@ -169,6 +169,9 @@ TEST_F(TcpConnectionTest, BytesGoOutAtOnceAndASilentPeerIsNoticed) {
   EXPECT_EQ(option(IPPROTO_TCP, TCP_NODELAY), 1);
   EXPECT_EQ(option(SOL_SOCKET, SO_KEEPALIVE), 1);
   EXPECT_EQ(option(IPPROTO_TCP, TCP_USER_TIMEOUT), 5000);
+  EXPECT_EQ(option(IPPROTO_TCP, TCP_KEEPIDLE), 2);
+  EXPECT_EQ(option(IPPROTO_TCP, TCP_KEEPINTVL), 1);
+  EXPECT_EQ(option(IPPROTO_TCP, TCP_KEEPCNT), 3);
 }
 
 TEST_F(TcpConnectionTest, FlushInputDiscardsWhatHasArrived) {

@@ -86,6 +86,19 @@ TEST(TerminalWriteTest, AWriteThatFailsTellsALossFromOtherFailures) {
   }
 }
 
+TEST(TerminalWriteTest, APacketThatCannotGoOutIsALossAndNotKept) {
+  const TestTerminal terminal;
+  const auto port = MakePort(ParsePort(terminal.Path()), 115200, std::chrono::milliseconds(0));
+  port->Open();
+  for (int byte = 0; byte < 132; ++byte) {
+    port->WriteByte(1);
+  }
+  RecordedSystemCalls calls;
+  calls.Fail("write", 1, EIO);
+  EXPECT_THROW(port->WriteByte(1), PortFailure);
+  EXPECT_FALSE(port->HasKeptBytes());
+}
+
 TEST(TerminalWriteTest, APacketThatIsTakenInPiecesOrInterruptedGoesOutWhole) {
   const TestTerminal terminal;
   const auto port = MakePort(ParsePort(terminal.Path()), 115200, std::chrono::milliseconds(0));

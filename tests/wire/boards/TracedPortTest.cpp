@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -101,10 +102,20 @@ TEST_F(TracedPortTest, WhatWasSentIsRecordedBeforeAReadWaits) {
   EXPECT_EQ(Trace(), Lines{"> 02 68 61 6c 66  |.half|"});
 }
 
-TEST_F(TracedPortTest, WhatIsThereOfAPacketIsRecordedAtAClose) {
-  WriteBytes("\x02half");
-  EXPECT_EQ(traced_.Close(), 0);
-  EXPECT_EQ(Trace(), Lines{"> 02 68 61 6c 66  |.half|"});
+TEST_F(TracedPortTest, WhatIsThereOfAPacketIsRecordedBeforeAnyOtherOperation) {
+  std::string answer;
+  for (const std::function<void()>& operation : {
+           std::function<void()>([this] { traced_.Write("a"); }),
+           std::function<void()>([this] { traced_.WriteSlowly("a", 0); }),
+           std::function<void()>([&] { traced_.Read(answer); }),
+           std::function<void()>([this] { EXPECT_EQ(traced_.FlushInput(), 0); }),
+           std::function<void()>([this] { EXPECT_EQ(traced_.Close(), 0); }),
+       }) {
+    const std::size_t before = Trace().size();
+    WriteBytes("\x02half");
+    operation();
+    EXPECT_EQ(Trace().at(before), "> 02 68 61 6c 66  |.half|");
+  }
 }
 
 }  // namespace

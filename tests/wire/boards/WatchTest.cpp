@@ -65,6 +65,7 @@ class WatchTest : public ::testing::Test, public Workers, public Display {
     Watch watch(plan_, limits_, *this, *this);
     const int signal = watch.Run();
     totals_ = watch.GetTotals();
+    was_in_haste_ = watch.IsInHaste();
     return signal;
   }
 
@@ -147,6 +148,7 @@ class WatchTest : public ::testing::Test, public Workers, public Display {
   std::map<std::string, std::function<void()>> actions_;
   Lines story_;
   Totals totals_;
+  bool was_in_haste_ = false;
 };
 
 TEST_F(WatchTest, EachPortIsServedOncePerComing) {
@@ -177,6 +179,7 @@ TEST_F(WatchTest, ANameThatADeviceInWorkGetsIsNoPortOfItsOwn) {
     std::raise(SIGTERM);
   });
   EXPECT_EQ(Run(), SIGTERM);
+  EXPECT_FALSE(was_in_haste_);
   EXPECT_EQ(std::ranges::count(story_, "b came"), 0);
 }
 
@@ -313,6 +316,21 @@ TEST_F(WatchTest, TheFirstInterruptBeginsNoMoreBoardsAndFinishesThoseInWork) {
   EXPECT_EQ(std::ranges::count(story_, "b attempt 1"), 0);
   EXPECT_EQ(std::ranges::count(story_, "c attempt 1"), 0);
   ExpectTotals(1, 0);
+}
+
+TEST_F(WatchTest, AThirdInterruptMakesHaste) {
+  Link("a");
+  works_["a"] = [](int) {
+    WaitToBeEnded();
+    return Event();
+  };
+  On("a attempt 1", [] {
+    for (const int signal : {SIGHUP, SIGINT, SIGTERM}) {
+      std::raise(signal);
+    }
+  });
+  EXPECT_EQ(Run(), SIGTERM);
+  EXPECT_TRUE(was_in_haste_);
 }
 
 // As timeout(1) sends it, to the program and to its group.
