@@ -13,8 +13,7 @@ namespace {
 namespace target = bootloadertms::target;
 namespace ymodem = bootloadertms::ymodem;
 
-constexpr std::size_t kHeaderSize = 3;
-constexpr std::size_t kCrcSize = 2;
+constexpr std::size_t kAfterNumber = 3;  // the number's complement, and two bytes of checksum
 constexpr int kMostWrongClosingAnswers = 10;
 constexpr std::chrono::seconds kLongestSilence{5};
 
@@ -34,32 +33,35 @@ TransferWatch::Position TransferWatch::GetPosition() const {
 }
 
 void TransferWatch::WriteByte(std::uint8_t byte) {
-  if (packet_size_ != 0) {
-    if (packet_sent_ == 1) {
-      TakeHeader(byte);
-    }
-    ++packet_sent_;
-    if (packet_sent_ == packet_size_) {
-      packet_size_ = 0;
-    }
+  if (ignored_ > 0) {
+    --ignored_;
+  } else {
+    Follow(byte);
+  }
+  Port().WriteByte(byte);
+}
+
+void TransferWatch::Follow(std::uint8_t byte) {
+  if (is_number_next_) {
+    TakeNumber(byte);
   } else if (IsInTransfer()) {
     BeginPacket(byte);
   } else if (byte == target::kReceiveImage) {
     stage_ = Stage::kStart;
   }
-  Port().WriteByte(byte);
 }
 
 // What is no packet is a byte of its own.
 void TransferWatch::BeginPacket(std::uint8_t header) {
-  packet_sent_ = 1;
   switch (header) {
     case ymodem::kSoh:
-      packet_size_ = kHeaderSize + ymodem::kPacketZeroSize + kCrcSize;
+      is_number_next_ = true;
+      after_number_ = ymodem::kPacketZeroSize + kAfterNumber;
       stage_ = stage_ < Stage::kBlocks ? Stage::kPacketZero : Stage::kClosing;
       break;
     case ymodem::kStx:
-      packet_size_ = kHeaderSize + ymodem::kBlockSize + kCrcSize;
+      is_number_next_ = true;
+      after_number_ = ymodem::kBlockSize + kAfterNumber;
       if (stage_ != Stage::kBlocks) {
         stage_ = Stage::kBlocks;
         blocks_began_ = Clock::now();
@@ -79,7 +81,9 @@ void TransferWatch::BeginPacket(std::uint8_t header) {
 
 // A block that is sent once more, or was awaited since the last one's answer, has this number; the
 // first has the next.
-void TransferWatch::TakeHeader(std::uint8_t number) {
+void TransferWatch::TakeNumber(std::uint8_t number) {
+  is_number_next_ = false;
+  ignored_ = after_number_;
   if (stage_ == Stage::kBlocks && number != static_cast<std::uint8_t>(block_)) {
     ++block_;
   }

@@ -64,8 +64,9 @@ class TransferWatch : public PortDecorator {
   std::chrono::duration<double> GetTransferTime() const { return verdict_came_ - blocks_began_; }
 
  private:
+  void Follow(std::uint8_t byte);
   void BeginPacket(std::uint8_t header);
-  void TakeHeader(std::uint8_t number);
+  void TakeNumber(std::uint8_t number);
   void TakeAnswer();
   void TakeClosingAnswer();
 
@@ -75,8 +76,9 @@ class TransferWatch : public PortDecorator {
   std::function<void()> on_progress_;
 
   Stage stage_ = Stage::kNone;
-  std::size_t packet_size_ = 0;  // of the packet that is being sent; 0: none is
-  std::size_t packet_sent_ = 0;
+  bool is_number_next_ = false;  // of a packet, whose first byte was sent
+  std::size_t after_number_ = 0;
+  std::size_t ignored_ = 0;  // so many bytes of the packet are still to be sent, and tell nothing
   std::uint32_t block_ = 0;
   std::uint64_t bytes_sent_ = 0;
   int wrong_closing_answers_ = 0;

@@ -1,7 +1,6 @@
 #include "boards/ports/BoardPort.h"
 
 #include <kvo/bootloadertms/Baudrate.h>
-#include <kvo/bootloadertms/YmodemProtocol.h>
 #include <poll.h>
 #include <sys/file.h>
 #include <sys/socket.h>
@@ -28,19 +27,6 @@ constexpr std::int32_t kWaitForAByte = -1;
 constexpr std::int32_t kLongestTimeoutMs = 25500;  // as long as any port's
 constexpr std::size_t kMostPerRead = 255;          // bytes
 constexpr milliseconds kEndOfAnswer{20};
-constexpr std::size_t kPacketFrame = 5;  // head, number, its complement, two bytes of checksum
-
-// Of the packet that the byte heads; 0 for any other byte.
-std::size_t PacketSize(std::uint8_t byte) {
-  switch (byte) {
-    case ymodem::kSoh:
-      return ymodem::kPacketZeroSize + kPacketFrame;
-    case ymodem::kStx:
-      return ymodem::kBlockSize + kPacketFrame;
-    default:
-      return 0;
-  }
-}
 
 bool MeansGone(int error) {
   constexpr std::array kErrors = {EIO,         ENXIO,        ENODEV,       EPIPE,
@@ -64,7 +50,6 @@ BoardPort::BoardPort(std::string device, std::uint32_t baud_rate)
   if (!bootloadertms::Baudrate::IsSupported(baud_rate)) {
     throw std::runtime_error("Baud rate not supported : " + std::to_string(baud_rate));
   }
-  packet_.reserve(ymodem::kBlockSize + kPacketFrame);
 }
 
 BoardPort::~BoardPort() { BoardPort::Close(); }
@@ -105,7 +90,6 @@ void BoardPort::Open() {
     throw std::runtime_error("the port is open already");
   }
   borrowed_ = OpenDescriptor();
-  packet_.clear();
   has_read_ = false;
 }
 
@@ -115,8 +99,8 @@ int BoardPort::Close() {
   }
   // Once, whatever comes of it: neither a line that is stuck nor one that is gone may stop a close.
   if (HasKeptBytes()) {
-    WriteOnce(borrowed_, packet_);
-    packet_.clear();
+    WriteOnce(borrowed_, {packet_.data(), kept_});
+    kept_ = 0;
   }
   is_given_back_ = GiveBack(borrowed_, false);
   ::flock(borrowed_.descriptor, LOCK_UN);  // a duplicate elsewhere would keep it
@@ -161,17 +145,13 @@ void BoardPort::Read(std::string& data) {
 }
 
 void BoardPort::WriteByte(std::uint8_t byte) {
-  RequireOpen();
-  const char character = static_cast<char>(byte);
-  if (packet_.empty()) {
+  if (kept_ == 0) {
+    RequireOpen();
     packet_size_ = PacketSize(byte);
-    if (packet_size_ == 0) {
-      Send({&character, 1});
-      return;
-    }
   }
-  packet_ += character;
-  if (packet_.size() == packet_size_) {
+  packet_[kept_] = static_cast<char>(byte);
+  ++kept_;
+  if (kept_ == packet_size_) {
     SendKeptBytes();
   }
 }
@@ -271,13 +251,19 @@ void BoardPort::SendKeptBytes() {
   if (!HasKeptBytes()) {
     return;
   }
-  try {
-    Send(packet_);
-  } catch (...) {
-    packet_.clear();  // so that nothing goes out twice
-    throw;
+  const std::size_t count = std::exchange(kept_, 0);  // so that nothing goes out twice
+  Send({packet_.data(), count});
+}
+
+std::size_t BoardPort::PacketSize(std::uint8_t byte) {
+  switch (byte) {
+    case ymodem::kSoh:
+      return ymodem::kPacketZeroSize + kPacketFrame;
+    case ymodem::kStx:
+      return ymodem::kBlockSize + kPacketFrame;
+    default:
+      return 1;
   }
-  packet_.clear();
 }
 
 std::unique_ptr<BoardPort> MakePort(const PortAddress& address, std::uint32_t baud_rate,

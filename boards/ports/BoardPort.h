@@ -1,8 +1,10 @@
 #pragma once
 
 #include <kvo/bootloadertms/ISerialPort.h>
+#include <kvo/bootloadertms/YmodemProtocol.h>
 #include <termios.h>
 
+#include <array>
 #include <chrono>
 #include <cstdint>
 #include <memory>
@@ -86,7 +88,7 @@ class BoardPort : public bootloadertms::ISerialPort {
   bool HasRead() const { return has_read_; }
 
   // Whether bytes of a packet that isn't complete are kept back.
-  bool HasKeptBytes() const { return !packet_.empty(); }
+  bool HasKeptBytes() const { return kept_ > 0; }
 
  protected:
   // Opens, checks and locks. Throws `PortFailure`; then nothing is left open.
@@ -96,6 +98,8 @@ class BoardPort : public bootloadertms::ISerialPort {
 
  private:
   using Clock = std::chrono::steady_clock;
+  // Head, number, its complement, and two bytes of checksum.
+  static constexpr std::size_t kPacketFrame = 5;
 
   bool IsOpen() const { return borrowed_.descriptor != -1; }
   void RequireOpen() const;
@@ -108,6 +112,8 @@ class BoardPort : public bootloadertms::ISerialPort {
   // Waits for `events` until then; the result is what has come of them, 0 when nothing has.
   int WaitFor(short events, std::optional<Clock::time_point> until) const;
   void Send(std::string_view bytes) const;
+  // Of the packet that the byte heads; any other byte is one by itself.
+  static std::size_t PacketSize(std::uint8_t byte);
   void SendKeptBytes();
 
   std::string device_;
@@ -116,8 +122,11 @@ class BoardPort : public bootloadertms::ISerialPort {
   Borrowed borrowed_;
   bool is_given_back_ = true;
   bool has_read_ = false;
-  std::string packet_;           // what is there of the packet that has begun
-  std::size_t packet_size_ = 0;  // of the whole of it
+  // The packet that has begun: what is there of it, and the size of the whole. A closed port has
+  // none.
+  std::array<char, bootloadertms::ymodem::kBlockSize + kPacketFrame> packet_;
+  std::size_t kept_ = 0;
+  std::size_t packet_size_ = 0;
 };
 
 // The port for an address, closed. `answer_timeout` is how long its reads wait; throws what the
