@@ -1,11 +1,8 @@
 #include "boards/BoardLoop.h"
 
-#include <poll.h>
-
 #include <algorithm>
 #include <csignal>
 #include <thread>
-#include <vector>
 
 namespace kvo::boards {
 
@@ -45,9 +42,7 @@ void BoardLoop::Loop() {
     WaitForNews();
     TakeSignals();
     const Clock::time_point now = Clock::now();
-    for (BoardRun& run : runs_) {
-      run.LookAround(now);
-    }
+    LookAround(now);
     GoOn(now);
     if (leave_at_ && now >= *leave_at_) {
       std::ranges::for_each(runs_, &BoardRun::Abandon);
@@ -93,21 +88,34 @@ void BoardLoop::MakeHaste() {
   }
 }
 
-void BoardLoop::WaitForNews() {
-  std::vector<pollfd> awaited = {{.fd = signals_.Descriptor(), .events = POLLIN, .revents = 0},
-                                 {.fd = display_.Awaited(), .events = POLLOUT, .revents = 0},
-                                 {.fd = Awaited(), .events = POLLIN, .revents = 0}};
-  for (const BoardRun& run : runs_) {
-    awaited.push_back({.fd = run.Descriptor(), .events = POLLIN, .revents = 0});
+// A board has something to tell now and then, and there may be many: only those are looked at, and
+// all of them when a worker may have ended or it is time to refresh.
+void BoardLoop::LookAround(Clock::time_point now) {
+  auto board = awaited_.end() - static_cast<std::ptrdiff_t>(runs_.size());
+  for (BoardRun& run : runs_) {
+    const bool has_told = (board++)->revents != 0;
+    const bool is_due = run.NextTime() && now >= *run.NextTime();
+    if (has_told || is_due || is_all_worth_a_look_) {
+      run.LookAround(now);
+    }
   }
-  ::poll(awaited.data(), awaited.size(), MillisecondsToTheNextTime());
+}
+
+void BoardLoop::WaitForNews() {
+  awaited_ = {{.fd = signals_.Descriptor(), .events = POLLIN, .revents = 0},
+              {.fd = display_.Awaited(), .events = POLLOUT, .revents = 0},
+              {.fd = Awaited(), .events = POLLIN, .revents = 0}};
+  for (const BoardRun& run : runs_) {
+    awaited_.push_back({.fd = run.Descriptor(), .events = POLLIN, .revents = 0});
+  }
+  const int count = ::poll(awaited_.data(), awaited_.size(), MillisecondsToTheNextTime());
   if (++looks_ > kMostLooks) {
     std::this_thread::sleep_for(kNap);
   }
-  if (Clock::now() >= next_refresh_) {
-    looks_ = 0;
-  }
-  if (awaited.at(1).revents != 0 || Clock::now() >= next_refresh_) {
+  const bool is_time = Clock::now() >= next_refresh_;
+  looks_ = is_time ? 0 : looks_;
+  is_all_worth_a_look_ = is_time || count == -1 || awaited_.at(0).revents != 0;
+  if (is_time || awaited_.at(1).revents != 0) {
     next_refresh_ = Clock::now() + kRefreshInterval;
     display_.Refresh();
   }

@@ -1,8 +1,11 @@
 #pragma once
 
+#include <poll.h>
+
 #include <chrono>
 #include <list>
 #include <optional>
+#include <vector>
 
 #include "boards/BoardRun.h"
 #include "boards/SignalQueue.h"
@@ -64,6 +67,7 @@ class BoardLoop {
   void Loop();
   void LeaveAll() noexcept;
   void WaitForNews();
+  void LookAround(Clock::time_point now);
   int MillisecondsToTheNextTime() const;
   void TakeSignals();
   void TakeInterrupt(int signal);
@@ -73,6 +77,8 @@ class BoardLoop {
   Display& display_;
   SignalQueue signals_;
   std::list<BoardRun> runs_;
+  std::vector<pollfd> awaited_;  // the boards last, in the order of their runs
+  bool is_all_worth_a_look_ = false;
   Clock::time_point next_refresh_;
   int looks_ = 0;  // since the last refresh
   int interrupts_ = 0;
