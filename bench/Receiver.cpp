@@ -49,7 +49,10 @@ std::uint32_t Checksum(std::span<const std::uint8_t> data) {
 }
 
 void WaitForCommand(PacedTerminal& line) {
-  while (ReadByte(line) != '1') {
+  for (std::uint8_t byte = ReadByte(line); byte != '1'; byte = ReadByte(line)) {
+    if (byte == '0') {
+      line.Answer("A");
+    }
   }
 }
 
@@ -134,12 +137,10 @@ void RefuseBlocks(PacedTerminal& line) {
   }
 }
 
-void AnswerPings(PacedTerminal& line) {
+void AnswerQuestions(PacedTerminal& line) {
   try {
     while (true) {
-      if (ReadByte(line) == '0') {
-        line.Answer("A");
-      }
+      line.Answer(ReadByte(line) == '0' ? "A" : "1\r\n");
     }
   } catch (const HungUp&) {
     return;

@@ -20,7 +20,8 @@ struct Reception {
   std::vector<Duration> gaps;
 };
 
-// Who begins: `kCommanded` waits for the byte `1` and ends with a verdict, as the boards do;
+// Who begins: `kCommanded` answers pings, waits for the byte `1` and ends with a verdict, as the
+// boards do;
 // `kAsking` asks at once and gives none, as senders of usual YModem want it.
 enum class Manner { kCommanded, kAsking };
 
@@ -31,7 +32,7 @@ Reception Receive(PacedTerminal& line, Manner manner, std::optional<std::size_t>
 // Refuses every further block until the sender closes the line.
 void RefuseBlocks(PacedTerminal& line);
 
-// Answers pings of a bootloader until the sender closes the line.
-void AnswerPings(PacedTerminal& line);
+// Answers pings of a bootloader, and every question by one line, until the sender closes the line.
+void AnswerQuestions(PacedTerminal& line);
 
 }  // namespace kvo::bench

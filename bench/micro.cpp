@@ -1,9 +1,12 @@
-// What the sender's own work costs, without a line: Google Benchmark.
+// What the senders' own work costs, without a line: Google Benchmark.
 #include <benchmark/benchmark.h>
+#include <fcntl.h>
 
 #include <numeric>
 #include <vector>
 
+#include "boards/TransferWatch.h"
+#include "boards/ports/BoardPort.h"
 #include "transfer/BoardDefinition.h"
 #include "transfer/Crc16.h"
 #include "transfer/PacketZero.h"
@@ -11,6 +14,10 @@
 
 namespace {
 
+using kvo::boards::BoardPort;
+using kvo::boards::Borrowed;
+using kvo::boards::PortDecorator;
+using kvo::boards::TransferWatch;
 using kvo::bootloadertms::BoardDefinition;
 using kvo::bootloadertms::BuildPacketZero;
 using kvo::bootloadertms::ISerialPort;
@@ -41,6 +48,19 @@ class IdlePort : public ISerialPort {
   int FlushInput() override { return 0; }
 };
 
+// Writes to /dev/null, and acknowledges everything.
+class NullPort : public BoardPort {
+ public:
+  NullPort() : BoardPort("/dev/null", 1000000) { Open(); }
+  std::uint8_t ReadByte() override { return 0x06; }
+
+ protected:
+  Borrowed OpenDescriptor() override {
+    return {.descriptor = ::open("/dev/null", O_WRONLY), .is_terminal = true};
+  }
+  int Discard(int /*descriptor*/) override { return 0; }
+};
+
 std::vector<std::uint8_t> Image(std::size_t size) {
   std::vector<std::uint8_t> image(size);
   std::iota(image.begin(), image.end(), std::uint8_t{1});
@@ -64,11 +84,11 @@ void PacketZero(benchmark::State& state) {
 }
 BENCHMARK(PacketZero);
 
+constexpr int kBlocks = 1024;
+
 // The time of one block of 1024; each is followed by a "." that is flushed, as always.
-void ABlockThroughTheSender(benchmark::State& state) {
-  constexpr int kBlocks = 1024;
+void MeasureABlock(benchmark::State& state, ISerialPort& port) {
   const std::vector<std::uint8_t> image = Image(kBlocks * kBlockSize);
-  IdlePort port;
   YmodemSender sender;
   while (state.KeepRunning()) {
     sender.SendDataPacket(port, image.data(), static_cast<std::uint32_t>(image.size()));
@@ -76,7 +96,23 @@ void ABlockThroughTheSender(benchmark::State& state) {
   state.counters["block"] = benchmark::Counter(
       kBlocks, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
 }
+
+void ABlockThroughTheSender(benchmark::State& state) {
+  IdlePort port;
+  MeasureABlock(state, port);
+}
 BENCHMARK(ABlockThroughTheSender);
+
+// With what kvo-boards does for each byte, and its write per block.
+void ABlockThroughThePortOfBoards(benchmark::State& state) {
+  NullPort port;
+  TransferWatch watch(
+      port, kBlocks * kBlockSize, [] { return true; }, [] {});
+  PortDecorator borrowed(static_cast<ISerialPort&>(watch));
+  borrowed.WriteByte('1');
+  MeasureABlock(state, borrowed);
+}
+BENCHMARK(ABlockThroughThePortOfBoards);
 
 }  // namespace
 

@@ -11,7 +11,7 @@
 
 namespace {
 
-using kvo::bench::AnswerPings;
+using kvo::bench::AnswerQuestions;
 using kvo::bench::Duration;
 using kvo::bench::HungUp;
 using kvo::bench::Manner;
@@ -35,7 +35,7 @@ Options ReadOptions(int argc, char** argv) {
   CLI::App app("A board for the benchmarks, on a pseudo-terminal of its own.");
   app.add_option("--rate", options.rate, "pace the line, in bits per second");
   app.add_flag("--ask", options.asks, "ask for packet 0 without being told to");
-  app.add_flag("--ping", options.answers_pings, "answer pings, receive nothing");
+  app.add_flag("--ping", options.answers_pings, "answer pings and questions, receive nothing");
   app.add_option("--most-blocks", options.most_blocks, "refuse all after so many blocks");
   app.add_option("IMAGE", options.image, "what must arrive");
   try {
@@ -79,7 +79,7 @@ void WaitForEnd(PacedTerminal& line) {
 
 void Serve(PacedTerminal& line, const Options& options) {
   if (options.answers_pings) {
-    return AnswerPings(line);
+    return AnswerQuestions(line);
   }
   const Reception reception =
       Receive(line, options.asks ? Manner::kAsking : Manner::kCommanded, options.most_blocks);

@@ -12,7 +12,8 @@ set(KVO_PAGES_boards "")
 set(KVO_PAGES_library api architecture)
 set(KVO_PAGES_simulator simulator)
 
-# kvo_install_pages(COMPONENT): its pages; what links to another package's page leads to that one's folder.
+# kvo_install_pages(COMPONENT): its pages, with the picture that one may have; what links to another
+# package's page leads to that one's folder.
 function(kvo_install_pages COMPONENT)
   foreach(page IN LISTS KVO_PAGES_${COMPONENT})
     set(source ${PROJECT_SOURCE_DIR}/docs/${page}.md)
@@ -26,7 +27,8 @@ function(kvo_install_pages COMPONENT)
       endforeach()
     endforeach()
     file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/debian/${page}.md "${text}")
-    install(FILES ${CMAKE_CURRENT_BINARY_DIR}/debian/${page}.md
+    file(GLOB picture ${PROJECT_SOURCE_DIR}/docs/${page}.svg)
+    install(FILES ${CMAKE_CURRENT_BINARY_DIR}/debian/${page}.md ${picture}
             DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${KVO_DEBIAN_NAME_${COMPONENT}}
             COMPONENT ${COMPONENT})
   endforeach()
