@@ -147,9 +147,10 @@ class Worker {
 
   // The event that finishes it goes out before the port is closed, which may take a driver long.
   void Serve(bool is_repeated) {
+    // It closes the port when it goes.
+    BootLoader client(
+        std::make_unique<PortDecorator>(static_cast<bootloadertms::ISerialPort&>(watch_)));
     try {
-      BootLoader client(
-          std::make_unique<PortDecorator>(static_cast<bootloadertms::ISerialPort&>(watch_)));
       events_.Send(Do(is_repeated, client));
     } catch (const PortFailure& failure) {
       Leave(failure.what());

@@ -92,7 +92,7 @@ class FaultyRun {
         EXPECT_TRUE(boards_[i].board.Flash() == content_);
       }
     }
-    EXPECT_EQ(report_.error_output.empty(), !report_.All("summary").empty());
+    EXPECT_FALSE(report_.error_output.empty() && report_.All("summary").empty());
   }
 
   void ExpectReport() {
@@ -213,6 +213,8 @@ TEST_P(FaultSweep, EndsWithEachBoardsResultAndLeavesNothing) {
   });
 }
 
+// The program may end in any way: the library that makes JSON allocates in a destructor, too, and
+// aborts it then.
 class AllocationSweep : public FaultSweep {};
 
 TEST_P(AllocationSweep, TellsNothingThatIsNotTrueAndLeavesNothing) {
