@@ -35,7 +35,7 @@ PortFailure NoConnection(const std::string& cause) {
 
 void SetOption(int socket, int level, int option, int value) {
   if (::setsockopt(socket, level, option, &value, sizeof value) == -1) {
-    throw std::system_error(errno, std::system_category());
+    throw NoConnection(std::system_category().message(errno));
   }
 }
 

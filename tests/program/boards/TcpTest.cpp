@@ -5,6 +5,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <string>
 
@@ -30,6 +31,8 @@ class BoundSocket {
 
   int Number() const { return ::ntohs(address_.sin_port); }
   std::string Name() const { return "tcp:127.0.0.1:" + std::to_string(Number()); }
+
+  void Listen() { ::listen(socket_, 1); }
 
   // Listens, and has one connection too many already: no further one is answered.
   void ListenWithoutRoom() {
@@ -134,6 +137,29 @@ TEST_F(TcpTest, NoBoardGetsAByteBeforeAServerThatDoesNotAnswerIsGivenUp) {
   program->Signal(SIGINT);
   EXPECT_THAT(ReportOf(*program).Only("finished", full.Name()), FailedBy("unreachable"));
 }
+
+class TcpFaultSweep : public TcpTest, public ::testing::WithParamInterface<const char*> {};
+
+// The server never says anything, which is of no matter: it isn't reached.
+TEST_P(TcpFaultSweep, AConnectionThatTheSystemRefusesIsUnreachableAndHarmsNoOtherBoard) {
+  BoundSocket server;
+  server.Listen();
+  const SimulatedBoard other({"--state", "bootloader"});
+  const std::string failing = "1 " + std::string(GetParam()) + " 1 1 " + std::to_string(ENOBUFS);
+  RunningProgram program(std::vector<std::string>{KVO_BOARDS} + kTransferAlone +
+                             std::vector<std::string>{image_, server.Name(), other.Path()},
+                         {{"LD_PRELOAD", KVO_FAILING_CALLS_LIBRARY},
+                          {"KVO_FAILING_CALLS", failing + " " + folder_.Path("failures")}});
+  const Report report = ReportOf(program);
+  EXPECT_EQ(report.exit_status, 1);
+  const Json finished = report.Only("finished", server.Name());
+  EXPECT_THAT(finished, FailedBy("unreachable"));
+  EXPECT_EQ(finished.value("message", ""), "no connection: No buffer space available");
+  EXPECT_TRUE(other.Flash() == ReadFile(image_));
+}
+
+INSTANTIATE_TEST_SUITE_P(, TcpFaultSweep, ::testing::Values("socket", "connect", "setsockopt"),
+                         [](const auto& call) { return call.param; });
 
 TEST_F(TcpTest, AConnectionThatBreaksIsLost) {
   const PlayedBoard board;
