@@ -152,6 +152,10 @@ TEST_F(TcpConnectionTest, BytesGoThroughInBothDirections) {
   EXPECT_TRUE(port_->HasRead());
 }
 
+TEST_F(TcpConnectionTest, AnAddressIsOne) {
+  EXPECT_EQ(ResolvedPort(server_.Name()).addresses.size(), 1U);
+}
+
 TEST_F(TcpConnectionTest, AHostCanBeAName) {
   Open(server_.Name("localhost"));
   port_->Write("0");
