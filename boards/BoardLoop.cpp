@@ -41,6 +41,7 @@ void BoardLoop::Loop() {
   while (!IsOver()) {
     WaitForNews();
     TakeSignals();
+    WorkerProcess::ReapLate();
     const Clock::time_point now = Clock::now();
     LookAround(now);
     GoOn(now);

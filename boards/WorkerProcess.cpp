@@ -10,6 +10,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <list>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -71,6 +72,12 @@ void LeaveSignalsToTheSupervisor() {
   std::exit(status);
 }
 
+// Those that were killed and have not been seen to end.
+std::list<pid_t>& Late() {
+  static std::list<pid_t> late;
+  return late;
+}
+
 }  // namespace
 
 WorkerProcess::WorkerProcess(const Work& work, int kept) {
@@ -84,6 +91,7 @@ WorkerProcess::WorkerProcess(const Work& work, int kept) {
   if (id_ == 0) {
     RunInChild(work, ends.first.Get(), kept, parent);
   }
+  late_.front() = id_;
   events_ = EventReceiver(std::move(ends.second));
 }
 
@@ -93,6 +101,13 @@ WorkerProcess::~WorkerProcess() {
   for (int tries = 5; !WaitStatus() && tries > 0; --tries) {
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }
+  if (!wait_status_) {
+    Late().splice(Late().end(), late_);
+  }
+}
+
+void WorkerProcess::ReapLate() {
+  std::erase_if(Late(), [](pid_t id) { return ::waitpid(id, nullptr, WNOHANG) != 0; });
 }
 
 void WorkerProcess::Signal(int signal) const {

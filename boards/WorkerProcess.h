@@ -3,13 +3,15 @@
 #include <sys/types.h>
 
 #include <functional>
+#include <list>
 #include <optional>
 
 #include "boards/EventChannel.h"
 
 namespace kvo::boards {
 
-// A child process that tells events. It is killed and reaped with the object.
+// A child process that tells events. It is killed with the object, and reaped then or, if it
+// doesn't end at once, by `ReapLate`.
 class WorkerProcess {
  public:
   using Work = std::function<void(EventSender& events, int kept)>;
@@ -30,8 +32,12 @@ class WorkerProcess {
   // The status that the system tells of its end; none while it runs.
   std::optional<int> WaitStatus();
 
+  // To be called now and then.
+  static void ReapLate();
+
  private:
   pid_t id_ = -1;
+  std::list<pid_t> late_{id_};  // allocated in time, for when it doesn't end at once
   std::optional<int> wait_status_;
   EventReceiver events_;
 };

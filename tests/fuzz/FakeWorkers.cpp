@@ -18,8 +18,8 @@ namespace {
 
 FakeWorkers* current = nullptr;
 
-// Beyond those of real processes.
-constexpr pid_t kFirstId = 1 << 30;
+// The next one, beyond those of real processes; no other worker ever had it.
+pid_t next_id = 1 << 30;
 
 }  // namespace
 
@@ -31,7 +31,7 @@ void FakeWorkers::Worker::End(int status) {
 }
 
 FakeWorkers::FakeWorkers(std::size_t boards, std::function<void(int)> on_wait)
-    : boards_(boards), on_wait_(std::move(on_wait)) {
+    : boards_(boards), on_wait_(std::move(on_wait)), first_id_(next_id) {
   current = this;
 }
 
@@ -55,6 +55,7 @@ pid_t FakeWorkers::Fork() {
   const std::size_t board = workers_.size() < boards_ ? workers_.size() : board_looked_at_;
   Worker& worker = workers_.emplace_back();
   worker.board = board;
+  const pid_t id = next_id++;
   if (std::exchange(next_fork_fails_, false)) {
     worker.wait_status = 0;
     worker.was_reaped = true;
@@ -62,22 +63,28 @@ pid_t FakeWorkers::Fork() {
     return -1;
   }
   worker.socket = std::move(socket);
-  return kFirstId + static_cast<pid_t>(workers_.size()) - 1;
+  return id;
 }
 
 FakeWorkers::Worker& FakeWorkers::WorkerOf(pid_t id) {
-  Worker& worker = workers_.at(static_cast<std::size_t>(id - kFirstId));
+  Worker& worker = workers_.at(static_cast<std::size_t>(id - first_id_));
   board_looked_at_ = worker.board;
   return worker;
 }
 
 pid_t FakeWorkers::Wait(pid_t id, int* status) {
+  if (id < first_id_) {
+    errno = ECHILD;
+    return -1;
+  }
   Worker& worker = WorkerOf(id);
   if (!worker.wait_status) {
     return 0;
   }
   worker.was_reaped = true;
-  *status = *worker.wait_status;
+  if (status != nullptr) {
+    *status = *worker.wait_status;
+  }
   return id;
 }
 

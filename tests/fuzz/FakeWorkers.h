@@ -53,6 +53,7 @@ class FakeWorkers {
 
   std::size_t boards_;
   std::function<void(int)> on_wait_;
+  pid_t first_id_;
   std::deque<Worker> workers_;
   boards::UniqueDescriptor next_socket_;
   std::size_t board_looked_at_ = 0;

@@ -76,6 +76,7 @@ using Tcflush = int(int, int);
 using Tcgetattr = int(int, termios*);
 using Tcsetattr = int(int, int, const termios*);
 using Popen = std::FILE*(const char*, const char*);
+using Waitpid = pid_t(pid_t, int*, int);
 
 template <typename... Parts>
 RecordedSystemCalls::Answer Answered(const char* name, const Parts&... arguments) {
@@ -115,6 +116,7 @@ int RecordedTcflush(int descriptor, int queue) __asm__("tcflush");
 int RecordedTcgetattr(int descriptor, termios* settings) __asm__("tcgetattr");
 int RecordedTcsetattr(int descriptor, int when, const termios* settings) __asm__("tcsetattr");
 std::FILE* RecordedPopen(const char* command, const char* mode) __asm__("popen");
+pid_t RecordedWaitpid(pid_t id, int* status, int options) __asm__("waitpid");
 
 int RecordedOpen(const char* path, int flags, ...) {
   std::va_list arguments;
@@ -162,6 +164,11 @@ int RecordedTcsetattr(int descriptor, int when, const termios* settings) {
 std::FILE* RecordedPopen(const char* command, const char* mode) {
   static Popen* const kSystemsOwn = SystemsOwn<Popen>("popen");
   return Fails("popen", '"', command, "\", \"", mode, '"') ? nullptr : kSystemsOwn(command, mode);
+}
+
+pid_t RecordedWaitpid(pid_t id, int* status, int options) {
+  static Waitpid* const kSystemsOwn = SystemsOwn<Waitpid>("waitpid");
+  return Fails("waitpid", id) ? -1 : kSystemsOwn(id, status, options);
 }
 
 }  // namespace kvo::bootloadertms::testing

@@ -8,8 +8,8 @@
 namespace kvo::bootloadertms::testing {
 
 // Writes down, for as long as the object lives, each call of `open`, `close`, `write`, `tcflush`,
-// `tcgetattr`, `tcsetattr` and `popen` that this process makes, and hands it on to the system or
-// lets it fail:
+// `tcgetattr`, `tcsetattr`, `popen` and `waitpid` that this process makes, and hands it on to the
+// system or lets it fail:
 //
 //   RecordedSystemCalls calls;
 //   calls.Fail("write", 2, EIO);

@@ -16,6 +16,8 @@
 #include <string>
 #include <thread>
 
+#include "boards/BoardLog.h"
+#include "boards/BoardLoop.h"
 #include "boards/WorkerProcess.h"
 #include "support/Files.h"
 #include "support/Processes.h"
@@ -175,6 +177,36 @@ TEST_F(WorkersTest, APortThatHasJustAppearedFailsByItsReasonAfterTwoSeconds) {
   EXPECT_GE(taken, 2s);
   EXPECT_LT(taken, 15s);
   ExpectExitStatusZero();
+}
+
+// Without boards.
+class LoopUntilNoChildIsLeft : public BoardLoop {
+ public:
+  LoopUntilNoChildIsLeft(const Limits& limits, Workers& workers, Display& display)
+      : BoardLoop(limits, workers, display) {}
+
+ private:
+  bool IsOver() const override {
+    siginfo_t end{};
+    const bool has_none = ::waitid(P_ALL, 0, &end, WEXITED | WNOHANG | WNOWAIT) == -1;
+    return has_none || Clock::now() > limit_;
+  }
+  void GoOn(Clock::time_point /*now*/) override {}
+  void Interrupt(int /*times*/) override {}
+
+  Clock::time_point limit_ = Clock::now() + 10s;
+};
+
+TEST_F(WorkersTest, AWorkerThatDoesNotEndAtOnceWhenItIsKilledIsReapedLater) {
+  {
+    RecordedSystemCalls calls;
+    calls.Fail("waitpid", 1, EINTR, true);
+    const WorkerProcess process([](EventSender&, int) { ::pause(); });
+  }
+  const std::unique_ptr<Display> display = MakeLogDisplay();
+  const std::unique_ptr<Workers> workers = MakeWorkers(plan_);
+  LoopUntilNoChildIsLeft({}, *workers, *display).Run();
+  EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1) << "a child is left";
 }
 
 }  // namespace
