@@ -61,7 +61,8 @@ def efficiency(line, rate):
 
 def measure_line(shop, extent, report, rate, size):
     group = f"line {rate}"
-    results = uploads_in_turns(shop, extent.rounds, size, SENDERS, rate)
+    rounds = extent.rounds if rate == 1000000 else min(extent.rounds, 3)
+    results = uploads_in_turns(shop, rounds, size, SENDERS, rate)
     share = medians(results, lambda run: efficiency(run["lines"][0], rate))
     of_mib = {name: MIB / BLOCK * BLOCK_ON_LINE * BITS_PER_BYTE / rate * 100 / value
               for name, value in share.items()}
@@ -106,7 +107,7 @@ def measure_boards(shop, extent, report):
     for count in extent.boards:
         senders = ["boards", "packets"]
         senders += ["utility", "bytes"] if count <= extent.most_utilities else []
-        results = in_turns(min(extent.rounds, 3), **{
+        results = in_turns(min(extent.rounds, 2), **{
             sender: lambda sender=sender: many_uploads(shop, sender, count, extent.fast_line, rate)
             for sender in senders})
         share = medians(results, lambda run: run["efficiency"])

@@ -37,8 +37,7 @@ FULL = Extent(5, 41, 512 * KIB, 4 * MIB, 32 * KIB, 256 * KIB, (1, 4, 16, 32, 64)
 QUICK = Extent(1, 1, 16 * KIB, 64 * KIB, 4 * KIB, 16 * KIB, (1, 2), 2, 0.01)
 
 
-def measure(shop, extent):
-    report = Report()
+def measure(shop, extent, report):
     lines.measure_upload(shop, extent, report)
     lines.measure_line(shop, extent, report, 115200, extent.slow_line)
     lines.measure_line(shop, extent, report, 1000000, extent.fast_line)
@@ -48,7 +47,6 @@ def measure(shop, extent):
     programs.measure_questions(shop, extent, report)
     programs.measure_own_work(shop, extent, report)
     print(file=sys.stderr)
-    return report
 
 
 def main():
@@ -56,9 +54,11 @@ def main():
     parser.add_argument("build", type=Path)
     parser.add_argument("--quick", action="store_true", help="each thing once, to see it work")
     arguments = parser.parse_args()
+    report = Report()
     try:
-        report = measure(Workshop(arguments.build), QUICK if arguments.quick else FULL)
+        measure(Workshop(arguments.build), QUICK if arguments.quick else FULL, report)
     except Failure as failure:
+        report.table()
         sys.exit(f"bench: {failure}")
     report.table()
     report.write(arguments.build / "results.csv")

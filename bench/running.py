@@ -182,7 +182,7 @@ def in_turns(rounds, **actions):
 
 def patiently(action):
     """A machine that is busy otherwise may let an answer come later than senders wait for it."""
-    for _ in range(3):
+    for _ in range(10):
         try:
             return action()
         except Failure as failure:

@@ -13,7 +13,7 @@ def summary(report):
 
     def memory(figure):
         row = [row for row in report.rows if row[0] == "memory" and figure in row[1]][-1]
-        return row[9].replace("image", "the image")
+        return row[9].split(",")[0].replace("image", "the image")
 
     supervisor = next(row[3] for row in report.rows if row[1].endswith("the supervisor"))
     lines = [
@@ -23,7 +23,7 @@ def summary(report):
         ("1 MiB at 1000000 baud", *time(1000000)),
         ("boards at once, each with 95 % of the speed of one alone",
          *cells("boards", "most of these", lambda count: f"{count:.0f}")),
-        ("processor time per MiB at 1000000 baud",
+        ("processor time per MiB, in uploads of 256 KiB at 1000000 baud",
          *cells("line 1000000", "processor time", lambda ms: f"{ms:.0f} ms")),
         ("memory per board", memory("each of"), memory("utility")),
         ("and once", f"{float(supervisor) / KIB:.1f} MiB", ""),
