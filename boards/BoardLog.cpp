@@ -83,8 +83,6 @@ BoardLog::BoardLog(const std::string& path)
 BoardLog::BoardLog(UniqueDescriptor file)
     : file_(std::move(file)), trace_(std::make_unique<TraceBuffer>(file_.Get())) {}
 
-BoardLog::BoardLog(BoardLog&&) noexcept = default;
-BoardLog& BoardLog::operator=(BoardLog&&) noexcept = default;
 BoardLog::~BoardLog() = default;
 
 void BoardLog::Line(std::string_view text) {

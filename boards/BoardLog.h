@@ -18,8 +18,8 @@ class BoardLog {
   // Without a path: writes nothing.
   BoardLog();
   explicit BoardLog(const std::string& path);
-  BoardLog(BoardLog&& other) noexcept;
-  BoardLog& operator=(BoardLog&& other) noexcept;
+  BoardLog(const BoardLog&) = delete;
+  BoardLog& operator=(const BoardLog&) = delete;
   ~BoardLog();
 
   // Whether anything can be written.

@@ -247,17 +247,15 @@ void BoardRun::TakeTime() {
     case State::kGivingBack:
       worker_.reset();
       Conclude();
-      break;
-    case State::kReady:
+      [[fallthrough]];
+    case State::kReady:  // These wait for no time.
     case State::kDone:
       break;
   }
 }
 
 void BoardRun::TellToEnd(Reason reason, const std::string& text) {
-  if (!finished_ && !cause_) {
-    cause_ = {reason, text};
-  }
+  cause_ = {reason, text};
   worker_->Signal(SIGTERM);
   Enter(State::kEnding, kEndingLimit);
 }
@@ -280,7 +278,7 @@ void BoardRun::Interrupt() {
 }
 
 void BoardRun::Kill() {
-  if (state_ == State::kEnding && worker_) {
+  if (state_ == State::kEnding) {
     worker_->Signal(SIGKILL);
   }
 }

@@ -74,8 +74,8 @@ void AddFlashOptions(CLI::App& app, CommandLine& line) {
 void AddWatchOptions(CLI::App& app, CommandLine& line) {
   app.option_defaults()->group("Which boards");
   AddFlag(app, {"--new-only", "", help::kNewOnly}, line.new_only, true);
-  AddCount(app, {"--count", "N", help::kCount}, kMostBoards,
-           [&line](std::uint32_t number) { line.count = number; });
+  const auto set = [&line](std::uint32_t number) { line.count = number; };
+  AddCount(app, {"--count", "N", help::kCount}, kMostBoards, set);
 }
 
 void AddLineOptions(CLI::App& app, CommandLine& line) {

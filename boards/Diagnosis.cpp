@@ -23,9 +23,9 @@ std::string Diagnosis(const BoardStatus& status, const std::string& cause) {
     case Step::kStarting:
       return cause + " while the application was started: the board is flashed";
     case Step::kAsking:
-      return cause + " while the board was asked";
+      break;
   }
-  return cause;
+  return cause + " while the board was asked";
 }
 
 }  // namespace kvo::boards

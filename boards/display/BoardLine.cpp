@@ -35,7 +35,10 @@ std::string RateText(double rate) {
   if (rate <= 0) {
     return "";
   }
-  return rate < 999'950 ? Decimal(rate / 1'000) + " kB/s" : Decimal(rate / 1'000'000) + " MB/s";
+  if (rate < 999'950) {
+    return Decimal(rate / 1'000) + " kB/s";
+  }
+  return Decimal(rate / 1'000'000) + " MB/s";
 }
 
 std::string TimeLeft(const BoardStatus& board, double rate) {
@@ -52,8 +55,11 @@ std::string Activity(const BoardStatus& board) {
   if (board.is_left_alone) {
     return Arrival(board);
   }
-  return Doing(board.step) +
-         (board.attempt > 1 ? ", attempt " + std::to_string(board.attempt) : "");
+  std::string activity = Doing(board.step);
+  if (board.attempt > 1) {
+    activity += ", attempt " + std::to_string(board.attempt);
+  }
+  return activity;
 }
 
 std::string PortAndName(const BoardStatus& board, const LineLayout& layout, std::size_t columns) {

@@ -94,11 +94,12 @@ void JsonLines::Show(const BoardStatus& board, Change change) {
 
 void JsonLines::Finish(const Totals& totals) {
   if (task_ != Task::kInfo) {
+    const double seconds = Rounded(totals.seconds);
     output_.Write(LineOf({{"event", "summary"},
                           {"boards", totals.boards},
                           {task_ == Task::kDryRun ? "ready" : "flashed", totals.good},
                           {"failed", totals.failed},
-                          {"seconds", Rounded(totals.seconds)}}));
+                          {"seconds", seconds}}));
   }
   output_.Drain();
 }

@@ -27,10 +27,12 @@ std::string Joined(const std::string& left, const char* separator, const std::st
 }
 
 Row RowOf(const FoundPort& port) {
+  std::string ids;
+  if (port.usb_ids) {
+    ids = Hexadecimal(port.usb_ids->vendor) + ":" + Hexadecimal(port.usb_ids->product);
+  }
   Row row = {port.path,
-             port.usb_ids
-                 ? Hexadecimal(port.usb_ids->vendor) + ":" + Hexadecimal(port.usb_ids->product)
-                 : "",
+             ids,
              port.serial,
              Joined(port.manufacturer, " ", port.product),
              Joined(port.has_hardware ? "" : "no hardware", "; ", port.denial),

@@ -59,9 +59,9 @@ std::string Doing(Step step) {
     case Step::kStarting:
       return "starting the application";
     case Step::kAsking:
-      return "asking";
+      break;
   }
-  return "";
+  return "asking";
 }
 
 std::string Result(const BoardStatus& board) {
@@ -145,7 +145,10 @@ std::string Story::Tell(const BoardStatus& board, Change change) {
       return "unplugged";
     case Change::kAttempt:
       tenths_.erase(&board);
-      return board.attempt > 1 ? "attempt " + std::to_string(board.attempt) : "";
+      if (board.attempt > 1) {
+        return "attempt " + std::to_string(board.attempt);
+      }
+      return "";
     case Change::kStep:
       return Doing(board.step);
     case Change::kProgress:

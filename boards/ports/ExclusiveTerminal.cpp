@@ -25,9 +25,9 @@ PortFailure Busy(dev_t device) {
   if (!holder) {
     return {Reason::kBusy, "in use by another program"};
   }
-  return {Reason::kBusy, "in use by " +
-                             (holder->program.empty() ? "another program" : holder->program) +
-                             " (process " + std::to_string(holder->process) + ")"};
+  const std::string program = holder->program.empty() ? "another program" : holder->program;
+  return {Reason::kBusy,
+          "in use by " + program + " (process " + std::to_string(holder->process) + ")"};
 }
 
 // Why the device can't be reached, by `errno`.

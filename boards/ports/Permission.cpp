@@ -10,9 +10,11 @@ std::string GroupThatMayUse(const struct stat& status) {
 }
 
 std::string PermissionDenied(const struct stat& status) {
-  const std::string group = GroupThatMayUse(status);
-  return "permission denied" +
-         (group.empty() ? "" : "; members of the group " + group + " may use it");
+  std::string denied = "permission denied";
+  if (const std::string group = GroupThatMayUse(status); !group.empty()) {
+    denied += "; members of the group " + group + " may use it";
+  }
+  return denied;
 }
 
 }  // namespace kvo::boards

@@ -70,10 +70,9 @@ int ResultOfConnect(int socket, TimePoint until) {
 
 int Connect(int socket, const SocketAddress& address, TimePoint until) {
   const auto* const target = reinterpret_cast<const sockaddr*>(&address.address);
-  if (::connect(socket, target, address.length) == 0) {
-    return 0;
-  }
-  return errno == EINPROGRESS || errno == EINTR ? ResultOfConnect(socket, until) : errno;
+  const bool is_refused =
+      ::connect(socket, target, address.length) == -1 && errno != EINPROGRESS && errno != EINTR;
+  return is_refused ? errno : ResultOfConnect(socket, until);
 }
 
 }  // namespace

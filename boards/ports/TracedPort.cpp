@@ -23,13 +23,6 @@ std::string LineOf(char direction, std::string_view bytes) {
 
 }  // namespace
 
-TracedPort::~TracedPort() {
-  try {
-    RecordSent();
-  } catch (...) {  // no memory for it, and nobody to tell
-  }
-}
-
 int TracedPort::Close() {
   RecordSent();
   return port_.Close();

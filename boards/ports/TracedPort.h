@@ -19,7 +19,6 @@ namespace kvo::boards {
 class TracedPort : public PortDecorator {
  public:
   TracedPort(BoardPort& port, BoardLog& log) : PortDecorator(port), port_(port), log_(log) {}
-  ~TracedPort() override;
 
   int Close() override;
   std::int64_t Write(const std::string& data) override;
