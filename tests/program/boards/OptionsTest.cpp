@@ -276,6 +276,20 @@ TEST_F(LogFolder, MustLetItselfBeWritten) {
             "kvo-boards: --log-dir: " + folder_.Path("logs/board.log") + " can't be written\n");
 }
 
+TEST_F(LogFolder, MustLetFilesBeMadeInIt) {
+  std::filesystem::permissions(folder_.Path("."), std::filesystem::perms(0755));
+  std::filesystem::create_directories(folder_.Path("logs"));
+  std::filesystem::permissions(folder_.Path("logs"), std::filesystem::perms(0555));
+  if (RunBoards({"--version"}, AsAnotherUser()).exit_status != 0) {
+    GTEST_SKIP() << "nobody but the superuser may run the program from where it is";
+  }
+  const Report report =
+      RunBoards(logging_ + std::vector<std::string>{image_, "/dev/null"}, AsAnotherUser());
+  EXPECT_EQ(report.exit_status, 2);
+  EXPECT_EQ(report.error_output,
+            "kvo-boards: --log-dir: " + folder_.Path("logs") + ": Permission denied\n");
+}
+
 TEST_F(LogFolder, HoldsAFilePerBoardWhateverItsPort) {
   const SimulatedBoard board({"--state", "bootloader"});
   std::filesystem::create_symlink(board.Path(), folder_.Path("board"));

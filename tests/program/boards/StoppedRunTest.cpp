@@ -176,7 +176,7 @@ TEST_F(StoppedRunTest, InfoEndsByTheSignalToo) {
   board_.ExpectPortGivenBack();
 }
 
-// Of a report that nobody reads.
+// Of a report that nobody reads, by a program that was started to ignore one signal.
 class UnreadReport : public StoppedRunTest {
  protected:
   UnreadReport() {
@@ -186,7 +186,7 @@ class UnreadReport : public StoppedRunTest {
     while (::write(reader_, "x", 1) == 1) {
     }
     program_ = StartBoards(kTransferAlone + std::vector<std::string>{image_, board_.Path()},
-                           {"/bin/sh", "-c", R"(exec "$@" >"$0")", fifo});
+                           {"/bin/sh", "-c", R"(trap '' HUP; exec "$@" >"$0")", fifo});
   }
   ~UnreadReport() override { ::close(reader_); }
 
@@ -209,6 +209,7 @@ class UnreadReport : public StoppedRunTest {
 TEST_F(UnreadReport, EndsByTheSecondInterruptThatComesAfterTheWork) {
   ASSERT_NO_FATAL_FAILURE(InterruptTheTransfer());
   EXPECT_TRUE(program_->WaitUntil([this] { return ChildrenOf(program_->Id()).empty(); }, 60s));
+  program_->Signal(SIGHUP);
   const auto second = steady_clock::now();
   program_->Signal(SIGTERM);
   ExpectEndBefore(second + 10s);

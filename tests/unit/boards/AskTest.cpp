@@ -2,11 +2,15 @@
 #include <gtest/gtest.h>
 #include <kvo/bootloadertms/BootLoader.h>
 
+#include <cerrno>
+#include <functional>
 #include <map>
 #include <string>
+#include <system_error>
 #include <utility>
 
 #include "boards/Tasks.h"
+#include "boards/ports/BoardPort.h"
 #include "support/FakeTime.h"
 #include "unit/boards/AnsweringPort.h"
 
@@ -97,6 +101,41 @@ TEST_F(AskTest, NoPingIsBegunThatWouldMostlyBeTooLate) {
     port.text_takes = text_takes;
     EXPECT_EQ(AskWith(port), Outcome::kSilent);
     EXPECT_EQ(time_.Now(CLOCK_MONOTONIC) - began, silent_after);
+  }
+}
+
+// Whichever answer it fails to bring.
+TEST_F(AskTest, APortsFailuresPassThrough) {
+  class FailingPort : public AnsweringPort {
+   public:
+    using AnsweringPort::AnsweringPort;
+    void Read(std::string& data) override {
+      if (reads_left_-- == 0) {
+        fail_();
+      }
+      AnsweringPort::Read(data);
+    }
+    void FailAfter(int reads, const std::function<void()>& fail) {
+      reads_left_ = reads;
+      fail_ = fail;
+    }
+
+   private:
+    int reads_left_ = 0;
+    std::function<void()> fail_;
+  };
+  const auto ask = [this](const std::string& ping, int reads, const std::function<void()>& fail) {
+    FailingPort port("", {ping, "1\r\n", "2\r\n", "3\r\n", "4\r\n", "5\r\n", "6\r\n"});
+    port.FailAfter(reads, fail);
+    AskWith(port);
+  };
+  const auto lose = [] { throw PortFailure(Reason::kLost, "the port is gone"); };
+  const auto fail = [] { throw std::system_error(ENOLCK, std::generic_category()); };
+  for (const char* ping : {"A", "ping_callback_function\r\n"}) {
+    for (int reads = 0; reads < 7; ++reads) {
+      EXPECT_THROW(ask(ping, reads, lose), PortFailure) << ping << reads;
+      EXPECT_THROW(ask(ping, reads, fail), std::system_error) << ping << reads;
+    }
   }
 }
 

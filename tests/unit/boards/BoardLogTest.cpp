@@ -101,11 +101,12 @@ TEST_F(BoardLogTest, ALogTellsItsBoardsStory) {
 }
 
 TEST(LogPathsTest, APortsNameBecomesAFilesName) {
-  EXPECT_EQ(LogPaths("logs", {"/dev/ttyUSB0", "tcp:host:4000", "../x y\n\xff", "dev/ttyUSB0",
-                              "//dev/ttyUSB0", "/"}),
-            (std::vector<std::string>{"logs/dev_ttyUSB0.log", "logs/tcp_host_4000.log",
-                                      "logs/x_y__.log", "logs/dev_ttyUSB0-2.log",
-                                      "logs/dev_ttyUSB0-3.log", "logs/port.log"}));
+  EXPECT_EQ(
+      LogPaths("logs", {"/dev/ttyUSB0", "tcp:host:4000", "../x y\n\xff", "dev/ttyUSB0",
+                        "//dev/ttyUSB0", "/", "@AZ[`az{/09:"}),
+      (std::vector<std::string>{"logs/dev_ttyUSB0.log", "logs/tcp_host_4000.log", "logs/x_y__.log",
+                                "logs/dev_ttyUSB0-2.log", "logs/dev_ttyUSB0-3.log", "logs/port.log",
+                                "logs/_AZ__az__09_.log"}));
 }
 
 TEST(LogPathsTest, ANumberedNameIsNotTakenTwice) {
@@ -125,6 +126,12 @@ TEST_F(BoardLogTest, ALogOfNowCarriesTimeAndPortAndTakesNoNameTwice) {
 TEST(LogPathsTest, ALongNameKeepsItsEnd) {
   EXPECT_EQ(LogPaths("logs", {std::string(300, 'x') + "y"}),
             (std::vector<std::string>{"logs/" + std::string(199, 'x') + "y.log"}));
+}
+
+TEST(LogPathsTest, ATraceWithoutALogGoesNowhere) {
+  BoardLog log;
+  EXPECT_EQ(log.Trace().sputn("text", 4), 4);
+  EXPECT_EQ(log.Trace().sputc('c'), 'c');
 }
 
 }  // namespace

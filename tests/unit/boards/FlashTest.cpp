@@ -222,14 +222,33 @@ TEST_F(FlashTest, AnotherImageThanTheOneThatWasCheckedIsNotSent) {
   }
 }
 
-TEST_F(FlashTest, APortThatIsLostPassesThrough) {
-  class LostPort : public AnsweringPort {
-   public:
-    using AnsweringPort::AnsweringPort;
-    int FlushInput() override { throw PortFailure(Reason::kLost, "the port is gone"); }
-  };
-  LostPort port;
-  EXPECT_THROW(FlashWith(port), PortFailure);
+template <typename Failure>
+class FailingFlush : public AnsweringPort {
+ public:
+  explicit FailingFlush(const Failure& failure) : failure_(failure) {}
+  int FlushInput() override { throw failure_; }
+
+ private:
+  Failure failure_;
+};
+
+TEST_F(FlashTest, APortsFailuresPassThrough) {
+  FailingFlush lost(PortFailure(Reason::kLost, "the port is gone"));
+  EXPECT_THROW(FlashWith(lost), PortFailure);
+  FailingFlush failing(std::system_error(std::make_error_code(std::errc::no_lock_available)));
+  EXPECT_THROW(FlashWith(failing), std::system_error);
+}
+
+TEST_F(FlashTest, AByteOfATransferThatIsNoPacketChangesNothing) {
+  AnsweringPort port;
+  TransferWatch watch(
+      port, plan_.bytes, [] { return true; }, [] {});
+  watch.WriteByte('1');
+  watch.WriteByte('x');
+  watch.WriteByte('\x02');
+  watch.WriteByte('\x01');
+  EXPECT_EQ(watch.GetPosition().block, 1U);
+  EXPECT_EQ(port.sent, "1x\x02\x01");
 }
 
 }  // namespace

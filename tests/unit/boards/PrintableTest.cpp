@@ -25,6 +25,7 @@ TEST(PrintableTest, WhatCouldSteerATerminalIsShownEscaped) {
       {"\xf0\x8f\xbf\xbf \xf4\x90\x80\x80", "\\xf0\\x8f\\xbf\\xbf \\xf4\\x90\\x80\\x80"},
       {"\xf5\x80\x80\x80", "\\xf5\\x80\\x80\\x80"},
       {"\xc3(", "\\xc3("},
+      {"\u0800\ud7ff\U00010000\U0010ffff", "\u0800\ud7ff\U00010000\U0010ffff"},
   };
   for (const Row& row : rows) {
     EXPECT_EQ(Printable(row.text), row.shown);

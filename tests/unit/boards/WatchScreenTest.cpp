@@ -100,6 +100,13 @@ class WatchScreenTest : public ::testing::Test {
   ScreenSize size_ = {80, 24};
 };
 
+TEST_F(WatchScreenTest, ABoardThatNeverCameIsNotShown) {
+  WatchScreen screen = MakeScreen();
+  screen.Show(FlashedBoard(), Change::kEnd);
+  EXPECT_EQ(TextOf(NextFrame(screen)),
+            "\nWaiting for boards at /dev/serial/by-path/*, /dev/ttyACM?\n0 flashed, 0 failed\n");
+}
+
 TEST_F(WatchScreenTest, ItTellsWhatItWaitsForUntilABoardIsThere) {
   WatchScreen screen = MakeScreen();
   EXPECT_EQ(NextFrame(screen),

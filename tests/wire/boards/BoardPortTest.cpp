@@ -13,6 +13,7 @@
 
 #include "support/FakeTime.h"
 #include "support/RuntimeErrorOf.h"
+#include "wire/boards/FailingCall.h"
 #include "wire/boards/SocketPort.h"
 
 namespace kvo::boards {
@@ -20,6 +21,7 @@ namespace {
 
 using bootloadertms::testing::FakeTime;
 using bootloadertms::testing::RuntimeErrorOf;
+using testing::FailingCall;
 using testing::SocketPair;
 using testing::SocketPort;
 
@@ -270,6 +272,32 @@ TEST_P(BoardPortTest, OnlySpeedsAndTimeOutsThatAPortHasAreTaken) {
   EXPECT_EQ(port_.GetBaudRate(), 9600U);
   EXPECT_EQ(RuntimeErrorOf([] { MakePort(ParsePort("/dev/x"), 4800, {}); }),
             "Baud rate not supported : 4800");
+}
+
+TEST_P(BoardPortTest, AFailureOfTheSystemThatIsNoLossKeepsItsValue) {
+  for (const std::function<void()>& operation :
+       {std::function<void()>([this] { port_.ReadByte(); }),
+        std::function<void()>([this] { port_.Write("a"); })}) {
+    const FailingCall poll("poll", ENOMEM);
+    try {
+      for (;;) {
+        operation();
+      }
+    } catch (const std::system_error& error) {
+      EXPECT_EQ(error.code().value(), ENOMEM);
+    }
+  }
+}
+
+TEST_P(BoardPortTest, AnInterruptedReadIsDoneAgain) {
+  port_.Close();
+  SocketPair line;
+  SocketPort port(std::move(line.near), GetParam());
+  port.SetTimeout(20'000);
+  port.Open();
+  line.Send("A");
+  const FailingCall interrupted("read", EINTR);
+  EXPECT_EQ(port.ReadByte(), 'A');
 }
 
 }  // namespace

@@ -5,7 +5,14 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
+#include <functional>
 #include <string>
+
+#include "boards/SignalQueue.h"
+#include "boards/ports/FolderEvents.h"
+#include "support/RuntimeErrorOf.h"
+#include "wire/boards/FailingCall.h"
 
 namespace kvo::boards::testing {
 namespace {
@@ -96,6 +103,48 @@ TEST_F(EventChannelTest, ProgressIsLostRatherThanWaitedFor) {
   }
   EXPECT_GT(received, 0);
   EXPECT_LT(received, 100'000);
+}
+
+struct Need {
+  const char* call;
+  const char* message;
+  std::function<void()> use;
+};
+
+// Of the supervisor, and in whose place nothing can be done.
+TEST(SupervisorsNeedsTest, AreToldByTheCallThatFails) {
+  for (const Need& row : {
+           Need{"socketpair", "socketpair: Too many open files", [] { MakeEventChannel(); }},
+           Need{"signalfd", "signalfd: Too many open files", [] { SignalQueue(); }},
+           Need{"inotify_init1", "inotify: Too many open files", [] { FolderEvents(); }},
+       }) {
+    const FailingCall call(row.call, EMFILE);
+    EXPECT_EQ(bootloadertms::testing::RuntimeErrorOf(row.use), row.message);
+  }
+}
+
+TEST_F(EventChannelTest, ASignalLosesNothing) {
+  receiver_.SendGo();
+  for (const char* call : {"send", "sendmsg", "recvmsg", "recv"}) {
+    const FailingCall interrupted(call, EINTR);
+    sender_.Send(Answer("one"));
+    sender_.SendWithDescriptor(Answer("two"), workers_end_.Get());
+    EXPECT_EQ(receiver_.Receive()->event.Text(), "one");
+    EXPECT_EQ(receiver_.Receive()->event.Text(), "two");
+    receiver_.SendGo();
+    EXPECT_TRUE(sender_.WaitForGo());
+  }
+}
+
+TEST_F(EventChannelTest, AWorkerDoesNotGoByAnotherByte) {
+  ASSERT_EQ(::send(receiver_.Descriptor(), "x", 1, 0), 1);
+  EXPECT_FALSE(sender_.WaitForGo());
+}
+
+TEST_F(EventChannelTest, WithoutASupervisorNothingIsWaitedFor) {
+  receiver_ = EventReceiver();
+  sender_.Send(Answer("one"));
+  sender_.SendWithDescriptor(Answer("two"), workers_end_.Get());
 }
 
 }  // namespace

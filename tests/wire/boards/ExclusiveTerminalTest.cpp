@@ -1,5 +1,6 @@
 #include "boards/ports/ExclusiveTerminal.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -14,6 +15,7 @@
 #include "support/Files.h"
 #include "support/Processes.h"
 #include "support/TestTerminal.h"
+#include "wire/boards/FailingCall.h"
 
 namespace kvo::boards {
 namespace {
@@ -22,6 +24,7 @@ using bootloadertms::testing::OpenDescriptorsOf;
 using bootloadertms::testing::RunningProgram;
 using bootloadertms::testing::TemporaryFolder;
 using bootloadertms::testing::TestTerminal;
+using testing::FailingCall;
 
 class ExclusiveTerminalTest : public ::testing::Test {
  protected:
@@ -274,6 +277,31 @@ TEST(ExclusiveTerminalLossTest, AHangUpEndsAWaitWithoutALimit) {
   std::thread far_end([&terminal] { terminal.HangUp(); });
   EXPECT_THROW(port->ReadByte(), PortFailure);
   far_end.join();
+}
+
+TEST_F(ExclusiveTerminalTest, ATerminalThatOthersAreKeptOutOfIsBusy) {
+  std::filesystem::permissions(terminal_.Path(), std::filesystem::perms{0666});
+  const auto holder = PortAt(terminal_.Path());
+  holder->Open();
+  AsNobody([this] {
+    EXPECT_THAT(FailureAt(terminal_.Path(), Reason::kBusy), ::testing::StartsWith("in use by "));
+  });
+}
+
+TEST_F(ExclusiveTerminalTest, ADeviceFileWithoutADeviceDoesNotAnswer) {
+  const FailingCall isatty("isatty", EIO, 0);
+  EXPECT_EQ(FailureAt(terminal_.Path(), Reason::kMissing), "the device doesn't answer");
+}
+
+TEST_F(ExclusiveTerminalTest, ALockIsTriedAgainAfterASignalAlone) {
+  const auto port = PortAt(terminal_.Path());
+  {
+    const FailingCall flock("flock", ENOLCK);
+    EXPECT_THROW(port->Open(), std::system_error);
+  }
+  const FailingCall flock("flock", EINTR);
+  port->Open();
+  EXPECT_FALSE(OthersCanLock());
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <chrono>
 #include <string>
+#include <vector>
 
 #include "boards/ports/BoardPort.h"
 #include "support/FakeTime.h"
@@ -82,9 +83,17 @@ TEST_F(GiveBackTest, ALineThatIsGoneIsNoMatterAndErrnoIsKept) {
   EXPECT_EQ(errno, ENOENT);
 }
 
+TEST(GiveBackConnectionTest, WhatIsNotOpenYetIsLeftAlone) {
+  const RecordedSystemCalls calls;
+  GiveBack(Borrowed{.is_terminal = true}, true);
+  EXPECT_TRUE(calls.Texts().empty());
+}
+
+// What comes meanwhile is taken.
 TEST(GiveBackConnectionTest, CancelGoesOutAndThenTheEnd) {
   for (const bool in_transfer : {true, false}) {
     const SocketPair line;
+    line.Send("unread");
     GiveBack({.descriptor = line.near.Get()}, in_transfer);
     if (in_transfer) {
       EXPECT_EQ(line.Receive(), "\x18\x18");
@@ -131,6 +140,20 @@ TEST_F(UnsentOutputTest, NothingUnsentNeedsNoTime) { EXPECT_EQ(GiveLineBack(0), 
 TEST_F(UnsentOutputTest, TheLineKeepsItsSettingsUntilAllHasGoneOut) {
   Send(10);
   EXPECT_EQ(GiveLineBack(4), milliseconds(4 * 5 + 20));
+}
+
+TEST_F(UnsentOutputTest, AnInterruptedSleepGoesOn) {
+  Send(10);
+  std::vector<milliseconds> asked_for;
+  const FakeTime time([&](std::chrono::nanoseconds asked) {
+    asked_for.push_back(std::chrono::duration_cast<milliseconds>(asked));
+    if (asked_for.size() == 2) {
+      static_cast<void>(line_.Receive());
+    }
+    return asked_for.size() == 1 ? milliseconds(2) : asked;
+  });
+  GiveBack({.descriptor = line_.near.Get(), .is_terminal = true, .baud_rate = 9600}, false);
+  EXPECT_EQ(asked_for, (std::vector{milliseconds(5), milliseconds(3), milliseconds(20)}));
 }
 
 TEST_F(UnsentOutputTest, WhatNeverGoesOutIsDiscarded) {

@@ -14,6 +14,7 @@
 #include "support/Files.h"
 #include "support/TestTerminal.h"
 #include "support/TextPipe.h"
+#include "wire/boards/FailingCall.h"
 
 namespace kvo::boards {
 namespace {
@@ -146,6 +147,23 @@ TEST(OutputTest, ATerminalThatHangsUpIsGivenUp) {
   terminal.HangUp();
   output.Write("text");
   EXPECT_TRUE(output.IsIdle());
+}
+
+TEST(OutputTest, AnInterruptedWriteIsDoneLaterAndAFailedOneIsTheLast) {
+  const TextPipe pipe;
+  Output output(pipe.Writer());
+  {
+    const testing::FailingCall interrupted("write", EINTR);
+    output.Write("one");
+  }
+  output.Write("two");
+  EXPECT_EQ(pipe.Take(), "onetwo");
+  {
+    const testing::FailingCall failed("write", EIO);
+    output.Write("lost");
+  }
+  output.Write("more");
+  EXPECT_EQ(pipe.Take(), "");
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
+#include <sys/ptrace.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <unistd.h>
@@ -23,6 +24,7 @@
 #include <string>
 #include <thread>
 
+#include "wire/boards/FailingCall.h"
 #include "wire/boards/NoMoreDescriptors.h"
 
 namespace kvo::boards::testing {
@@ -38,6 +40,7 @@ struct Notes {
   std::atomic<int> served_at_most;
   std::atomic<int> open_ports;
   std::atomic<int> open_ports_at_first_go;
+  std::atomic<pid_t> tracer;
   std::array<std::atomic<int>, kMostBoards> given_back;  // 1: not in a transfer, 2: in one
   std::array<std::atomic<int>, kMostBoards> told_to_end;
 };
@@ -176,6 +179,9 @@ class SupervisorTest : public ::testing::Test, public Workers {
   }
 
   void GiveBack(const Event& ready, int descriptor, bool in_transfer) override {
+    if (hangs_when_given_back_) {
+      Hang();
+    }
     if (::fcntl(descriptor, F_GETFD) != -1) {
       notes_->given_back.at(std::stoul(std::string(ready.Text()))) = in_transfer ? 2 : 1;
     }
@@ -185,6 +191,7 @@ class SupervisorTest : public ::testing::Test, public Workers {
   std::vector<BoardStatus> boards_;
   std::vector<Work> works_;
   std::function<void(std::size_t board)> before_opening_;
+  bool hangs_when_given_back_ = false;
   Limits limits_;
   RecordingDisplay display_;
   SharedNotes notes_;
@@ -370,6 +377,8 @@ struct Repetition {
   Reason reason;
   int attempts;
 };
+
+void PrintTo(const Repetition& row, std::ostream* out) { *out << NameOf(row.reason); }
 
 class RepetitionTest : public SupervisorTest, public ::testing::WithParamInterface<Repetition> {};
 
@@ -608,6 +617,127 @@ TEST_F(SupervisorTest, AWorkerHoldsNothingOfOthers) {
   ::close(pipe[0]);
   ::close(pipe[1]);
   ExpectGood(0);
+}
+
+const std::string kNoProcess = "no process can be started: fork: Resource temporarily unavailable";
+
+TEST_F(SupervisorTest, ABoardForWhichThereIsNoProcessFailsAlone) {
+  AddGoodBoard();
+  AddGoodBoard();
+  const FailingCall fork("fork", EAGAIN);
+  EXPECT_EQ(Run(), 0);
+  ExpectFailed(0, Reason::kCrashed, kNoProcess + " before anything was sent");
+  ExpectGood(1);
+}
+
+TEST_F(SupervisorTest, AnAttemptThatDoesNotComeAboutTellsWhyTheFormerFailed) {
+  limits_.attempts = 2;
+  AddBoard([](int, EventSender& events) {
+    events.Send(Finished(Outcome::kFailed, Reason::kBroken, "so it was"));
+  });
+  std::optional<FailingCall> fork;
+  display_.on_change = [&fork](const BoardStatus&, Change) { fork.emplace("fork", EAGAIN); };
+  EXPECT_EQ(Run(), 0);
+  ExpectFailed(0, Reason::kCrashed,
+               kNoProcess + " before another attempt; the last one: so it was");
+}
+
+TEST_F(SupervisorTest, AGivingBackThatHangsHoldsNobodyUp) {
+  hangs_when_given_back_ = true;
+  AddBoard([](int, EventSender& events) {
+    BeginTransfer(events);
+    ::raise(SIGKILL);
+  });
+  AddGoodBoard();
+  EXPECT_EQ(Run(), 0);
+  ExpectFailed(0, Reason::kCrashed,
+               "the process that served it was ended by signal 9 (Killed)" + kAtBlock17);
+  ExpectGood(1);
+}
+
+TEST_F(SupervisorTest, AWorkerThatEndsBeforeItsPortIsOpenLeavesNothingToGiveBack) {
+  before_opening_ = [](std::size_t) { ::raise(SIGKILL); };
+  AddGoodBoard();
+  EXPECT_EQ(Run(), 0);
+  ExpectFailed(
+      0, Reason::kCrashed,
+      "the process that served it was ended by signal 9 (Killed) before anything was sent");
+  EXPECT_EQ(notes_->given_back.at(0), 0);
+}
+
+// A worker whose end nobody sees, as that of one that hangs in the system: another process traces
+// it and takes no notice.
+class HangingWorkerTest : public SupervisorTest {
+ protected:
+  HangingWorkerTest() {
+    AddBoard([this](int, EventSender& events) {
+      ::prctl(PR_SET_PTRACER, PR_SET_PTRACER_ANY);
+      const pid_t worker = ::getpid();
+      if (::fork() == 0) {
+        notes_->tracer = ::ptrace(PTRACE_SEIZE, worker, nullptr, nullptr) == 0 ? ::getpid() : -1;
+        Hang();
+      }
+      while (notes_->tracer == 0) {
+        std::this_thread::sleep_for(1ms);
+      }
+      BeginTransfer(events);
+      Hang();
+    });
+  }
+  ~HangingWorkerTest() override {
+    EXPECT_GT(notes_->tracer, 0);
+    ::kill(notes_->tracer, SIGKILL);
+  }
+};
+
+TEST_F(HangingWorkerTest, IsLeftToItselfAndItsPortGivenBack) {
+  AddGoodBoard();
+  assignments_.front().deadline = 500ms;
+  EXPECT_EQ(Run(), 0);
+  ExpectFailed(0, Reason::kDeadline, "not done after 0.5 s" + kAtBlock17);
+  EXPECT_EQ(notes_->given_back.at(0), 2);
+  ExpectGood(1);
+}
+
+TEST_F(HangingWorkerTest, DoesNotKeepASecondInterruptWaiting) {
+  hangs_when_given_back_ = true;
+  display_.on_change = [](const BoardStatus& board, Change change) {
+    if (change == Change::kProgress && board.block == 17) {
+      ::raise(SIGINT);
+      ::raise(SIGHUP);
+    }
+  };
+  EXPECT_EQ(Run(), SIGINT);
+  ExpectFailed(0, Reason::kInterrupted, "interrupted" + kAtBlock17);
+  EXPECT_EQ(notes_->given_back.at(0), 0);
+}
+
+// One board by itself, at a time of the test's own.
+class BoardRunTest : public SupervisorTest {
+ protected:
+  BoardRunTest() {
+    AddGoodBoard();
+    run_.emplace(assignments_.front(), boards_.front(), limits_, *this, display_);
+  }
+
+  std::optional<BoardRun> run_;
+};
+
+TEST_F(BoardRunTest, APortThatIsNotOpenAfterFifteenSecondsIsGivenUp) {
+  before_opening_ = [](std::size_t) { Hang(); };
+  run_->Open();
+  run_->LookAround(Clock::now() + 15s);
+  while (!run_->IsDone()) {
+    std::this_thread::sleep_for(1ms);
+    run_->LookAround(Clock::now());
+  }
+  ExpectFailed(0, Reason::kDeadline, "the port was not open after 15 s before anything was sent");
+}
+
+TEST_F(BoardRunTest, ABoardThatIsAbandonedIsInterrupted) {
+  run_->Open();
+  run_->Abandon();
+  ExpectFailed(0, Reason::kInterrupted, "interrupted before anything was sent");
 }
 
 }  // namespace

@@ -17,9 +17,14 @@
 #include <vector>
 
 #include "boards/UniqueDescriptor.h"
+#include "support/RuntimeErrorOf.h"
+#include "wire/boards/FailingCall.h"
 
 namespace kvo::boards {
 namespace {
+
+using bootloadertms::testing::RuntimeErrorOf;
+using testing::FailingCall;
 
 constexpr int kLimitMs = 20'000;
 
@@ -281,6 +286,36 @@ TEST_F(SilentServerTest, AnAddressThatDoesntAnswerLeavesTimeForTheNext) {
   good.Accept();
   port->Write("0");
   EXPECT_EQ(good.Receive(1), "0");
+}
+
+struct FailureOfACall {
+  const char* call;
+  int error;
+  const char* message;
+};
+
+TEST(TcpConnectTest, WhicheverCallFailsThereIsNoConnection) {
+  const Server server;
+  const PortAddress address = ResolvedPort(server.Name());
+  for (const FailureOfACall& row : {
+           FailureOfACall{"socket", EMFILE, "no connection: Too many open files"},
+           {"connect", EACCES, "no connection: Permission denied"},
+           {"poll", ENOMEM, "no connection: Cannot allocate memory"},
+           {"getsockopt", ENOBUFS, "no connection: No buffer space available"},
+           {"setsockopt", ENOPROTOOPT, "no connection: Protocol not available"},
+       }) {
+    const auto descriptors = OpenDescriptors();
+    const FailingCall call(row.call, row.error);
+    EXPECT_EQ(RuntimeErrorOf([&] { ConnectionTo(address)->Open(); }), row.message);
+    EXPECT_EQ(OpenDescriptors(), descriptors);
+  }
+}
+
+TEST(TcpConnectTest, ASignalDoesNotEndTheWaitForAConnection) {
+  const Server server;
+  const auto port = ConnectionTo(ResolvedPort(server.Name()));
+  const FailingCall poll("poll", EINTR);
+  port->Open();
 }
 
 }  // namespace

@@ -8,12 +8,14 @@
 #include <vector>
 
 #include "support/Files.h"
+#include "support/RuntimeErrorOf.h"
 #include "wire/boards/SocketPort.h"
 
 namespace kvo::boards {
 namespace {
 
 using bootloadertms::testing::ReadFile;
+using bootloadertms::testing::RuntimeErrorOf;
 using bootloadertms::testing::TemporaryFolder;
 using testing::SocketPair;
 using testing::SocketPort;
@@ -116,6 +118,32 @@ TEST_F(TracedPortTest, WhatIsThereOfAPacketIsRecordedBeforeAnyOtherOperation) {
     operation();
     EXPECT_EQ(Trace().at(before), "> 02 68 61 6c 66  |.half|");
   }
+}
+
+TEST_F(TracedPortTest, WhatIsNoByteIsThePortsMatter) {
+  traced_.Close();
+  EXPECT_EQ(traced_.SetBaudRate(9600), 0U);
+  EXPECT_EQ(port_.GetBaudRate(), 9600U);
+  EXPECT_EQ(traced_.GetBaudRate(), 9600U);
+  EXPECT_EQ(traced_.SetDevice("other"), 0U);
+  EXPECT_EQ(port_.GetDevice(), "other");
+  EXPECT_EQ(traced_.GetDevice(), "other");
+  EXPECT_EQ(traced_.SetOptionFlag(true), 0);
+  EXPECT_EQ(RuntimeErrorOf([this] { traced_.SetTimeout(-2); }), "a time-out is -1 to 25500 ms");
+}
+
+TEST_F(TracedPortTest, ADecoratorThatChangesNothingHandsBytesOn) {
+  PortDecorator decorator(static_cast<bootloadertms::ISerialPort&>(port_));
+  EXPECT_EQ(decorator.Write("one"), 3);
+  EXPECT_EQ(line_.Receive(), "one");
+  decorator.WriteSlowly("2", 0);
+  EXPECT_EQ(line_.Receive(), "2");
+  decorator.WriteByte('3');
+  EXPECT_EQ(line_.Receive(), "3");
+  line_.Send("A");
+  EXPECT_EQ(decorator.ReadByte(), 'A');
+  EXPECT_EQ(decorator.Close(), 0);
+  EXPECT_EQ(line_.Receive(), "");
 }
 
 }  // namespace

@@ -16,12 +16,14 @@
 #include <vector>
 
 #include "boards/StopHandler.h"
+#include "support/FakeTime.h"
 #include "support/Files.h"
 
 namespace kvo::boards::testing {
 namespace {
 
 using namespace std::chrono_literals;
+using bootloadertms::testing::FakeTime;
 using bootloadertms::testing::TemporaryFolder;
 namespace fs = std::filesystem;
 using Lines = std::vector<std::string>;
@@ -91,6 +93,9 @@ class WatchTest : public ::testing::Test, public Workers, public Display {
       ::close(::creat(told_to_end_.c_str(), 0600));
       ::_exit(0);
     });
+    if (!assignment.log_path.empty()) {
+      ::close(::creat(assignment.log_path.c_str(), 0600));
+    }
     if (before_opening_) {
       before_opening_();
     }
@@ -271,9 +276,10 @@ TEST_F(WatchTest, APortThatComesBackForTheNextAttemptIsNotServedOnceMore) {
   ExpectTotals(2, 0);
 }
 
-TEST_F(WatchTest, APortThatGoesBeforeItIsBegunIsNotCounted) {
+TEST_F(WatchTest, APortThatGoesBeforeItIsBegunIsNotCountedAndLeavesNoEmptyLog) {
   Link("a");
-  plan_.command_line.log_folder = folder_.Path("");
+  plan_.command_line.log_folder = folder_.Path("logs");
+  fs::create_directories(At("logs"));
   before_opening_ = [this] {
     Unlink("a");
     WaitToBeEnded();
@@ -282,6 +288,7 @@ TEST_F(WatchTest, APortThatGoesBeforeItIsBegunIsNotCounted) {
   EXPECT_EQ(Run(), SIGINT);
   EXPECT_EQ(story_, (Lines{"a came", "a gone"}));
   ExpectTotals(0, 0);
+  EXPECT_TRUE(fs::is_empty(At("logs")));
 }
 
 TEST_F(WatchTest, APortThatGoesWhileItIsOpenedIsGivenBackByItsWorker) {
@@ -307,8 +314,13 @@ TEST_F(WatchTest, TheFirstInterruptBeginsNoMoreBoardsAndFinishesThoseInWork) {
     ::kill(::getppid(), SIGINT);
     WaitForFile("b is told to end");
     Link("c", "/dev/full");
+    WaitForFile("b is unplugged");
     return EndOf(Outcome::kFlashed);
   };
+  On("b gone", [this] {
+    Unlink("b");
+    MakeFile("b is unplugged");
+  });
   EXPECT_EQ(Run(), SIGINT);
   EXPECT_EQ(std::ranges::count(story_, "b gone"), 1);
   EXPECT_EQ(
@@ -367,6 +379,28 @@ TEST_F(WatchTest, AResultWhosePortIsGoneStaysInViewUntilThePortIsBack) {
   EXPECT_EQ(Run(), SIGINT);
   EXPECT_EQ(story_, (Lines{"a came", "a attempt 1", "a lost", "b came", "b attempt 1", "b flashed",
                            "a gone", "a came", "a attempt 1", "a flashed"}));
+}
+
+// The worker has told it before the port was seen to be gone.
+TEST_F(WatchTest, ALossIsInViewForTenSeconds) {
+  FakeTime time([](std::chrono::nanoseconds asked) { return asked; });
+  Link("a");
+  works_["a"] = [](int) { return EndOf(Outcome::kFailed, Reason::kLost); };
+  On("a lost", [this] {
+    Unlink("a");
+    Link("b", "/dev/zero");
+  });
+  On("b flashed", [this, &time] {
+    time.Sleep(9999ms);
+    Link("c", "/dev/full");
+  });
+  On("c flashed", [this, &time] {
+    EXPECT_EQ(std::ranges::count(story_, "a gone"), 0);
+    time.Sleep(1ms);
+  });
+  On("a gone", Interrupt);
+  EXPECT_EQ(Run(), SIGINT);
+  EXPECT_EQ(std::ranges::count(story_, "a gone"), 1);
 }
 
 }  // namespace

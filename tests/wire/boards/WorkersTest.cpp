@@ -44,10 +44,11 @@ Event NextEventOf(WorkerProcess& process) {
 
 class WorkersTest : public ::testing::Test {
  protected:
-  // Begins to serve the board at that port; nothing is done with it after the go. `prepare` is
-  // called in the worker's process.
+  WorkersTest() { plan_.command_line.dry_run = true; }
+
+  // Begins to serve the board at that port; nothing is done with it after the go, unless asked for.
+  // `prepare` is called in the worker's process.
   void Serve(const std::string& port, int attempt = 1, const std::function<void()>& prepare = {}) {
-    plan_.command_line.dry_run = true;
     assignment_.port = ParsePort(port);
     assignment_.answer_timeout = 200ms;
     workers_ = MakeWorkers(plan_);
@@ -137,6 +138,26 @@ TEST_F(WorkersTest, APortThatCannotBeConfiguredIsToldByItsReason) {
     calls->Fail("tcgetattr", 1, EINVAL);
   });
   ExpectFailed(Reason::kMissing, "can't be opened: Invalid argument");
+  ExpectExitStatusZero();
+}
+
+TEST_F(WorkersTest, APortThatFailsLaterIsToldWithTheSystemsReason) {
+  plan_.command_line.dry_run = false;
+  plan_.command_line.action = Action::kInfo;
+  Serve(terminal_.Path(), 1, [] {
+    auto* const calls = new RecordedSystemCalls;  // for as long as the process
+    calls->Fail("write", 1, EINVAL, true);
+  });
+  ExpectReady();
+  process_->Events().SendGo();
+  EXPECT_EQ(NextEvent().step, Step::kAsking);
+  ExpectFailed(Reason::kLost, "the port fails (Invalid argument)");
+  ExpectExitStatusZero();
+}
+
+TEST_F(WorkersTest, WhatIsNoTerminalIsNotWaitedForByALaterAttempt) {
+  Serve(folder_.WriteFile("file", ""), 2);
+  ExpectFailed(Reason::kNotATerminal, "not a terminal");
   ExpectExitStatusZero();
 }
 
