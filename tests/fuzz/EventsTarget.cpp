@@ -145,8 +145,7 @@ class Play {
       case 0:
         return SendEvent(worker);
       case 1:
-        Send(worker, input_.TakeCountedText(), 0);
-        return true;
+        return SendAnything(worker, input_.TakeCountedText());
       case 2:
         worker.socket.Close();
         return true;
@@ -179,6 +178,14 @@ class Play {
       default:
         return false;
     }
+  }
+
+  static bool SendAnything(FakeWorkers::Worker& worker, const std::string& bytes) {
+    Send(worker, bytes, 0);
+    if (bytes.empty()) {
+      worker.socket.Close();  // as nothing tells an empty message from the end
+    }
+    return true;
   }
 
   static void Pass(std::chrono::milliseconds time) { FakeTime::Current()->Sleep(time); }
