@@ -186,19 +186,24 @@ void AddGeneralOptions(CLI::App& app, const std::string& usage, const char* foot
   app.set_version_flag("--version", "kvo-boards " KVO_BOARDS_VERSION, help::kVersion);
 }
 
-// CLI11 would take the next argument for such a value.
-void RefuseEmptyValues(const Texts& arguments) {
+// CLI11 would take the next argument for an empty value, and make a number of one that help and
+// version can't have.
+void RefuseMisunderstoodValues(const Texts& arguments) {
   const auto end = std::ranges::find(arguments, "--");
   for (auto argument = arguments.begin(); argument != end; ++argument) {
     if (argument->starts_with("--") && argument->find('=') == argument->size() - 1) {
       throw WrongCommandLine(*argument + ": no value after the '='");
+    }
+    const std::string name = argument->substr(0, argument->find('='));
+    if (name != *argument && (name == "--help" || name == "--version")) {
+      throw WrongCommandLine(name + ": takes no value");
     }
   }
 }
 
 // The exit status after help and version.
 std::optional<int> RunParser(CLI::App& app, const Texts& arguments) {
-  RefuseEmptyValues(arguments);
+  RefuseMisunderstoodValues(arguments);
   try {
     app.parse(Texts(arguments.rbegin(), arguments.rend()));
   } catch (const CLI::Success& asked_for) {
