@@ -9,6 +9,7 @@
 #include <chrono>
 #include <csignal>
 #include <string>
+#include <utility>
 
 #include "program/boards/BoardsProgram.h"
 
@@ -51,14 +52,28 @@ const Stage kPacketZero{"PacketZero",
                         true, ""};
 const Stage kBlock{"Block", [](const PlayedBoard& board) { board.GetsABlockAfter(1); }, true,
                    "block 2 of 3"};
+const Stage kEnd{"End",
+                 [](const PlayedBoard& board) {
+                   ASSERT_NO_FATAL_FAILURE(board.GetsABlockAfter(2));
+                   board.Terminal().Send("\x06");
+                   board.Gets(1);
+                 },
+                 true, "block 3 of 3"};
+const Stage kClosing{"ClosingPacket",
+                     [](const PlayedBoard& board) {
+                       ASSERT_NO_FATAL_FAILURE(kEnd.reach(board));
+                       board.Terminal().Send(
+                           "\x06"
+                           "C");
+                       board.Gets(133);
+                     },
+                     true, "block 3 of 3"};
 const Stage kVerdict{"Verdict",
                      [](const PlayedBoard& board) {
-                       ASSERT_NO_FATAL_FAILURE(board.GetsABlockAfter(2));
+                       ASSERT_NO_FATAL_FAILURE(kClosing.reach(board));
                        board.Terminal().Send("\x06");
-                       ASSERT_NO_FATAL_FAILURE(board.Gets(1,
-                                                          "\x06"
-                                                          "C"));
-                       board.Gets(133, "\x06");
+                       // Nothing is sent that would tell that it was read.
+                       board.Terminal().WaitUntilRead();
                      },
                      true, "block 3 of 3"};
 const Stage kStart{"Start",
@@ -109,7 +124,7 @@ TEST_P(InterruptedRun, EndsTheTransferGivesBackThePortAndTellsWhere) {
 INSTANTIATE_TEST_SUITE_P(StoppedRunTest, InterruptedRun,
                          ::testing::Combine(::testing::Values(SIGINT, SIGTERM, SIGHUP),
                                             ::testing::Values(kPing, kWaitForC, kPacketZero, kBlock,
-                                                              kVerdict, kStart)),
+                                                              kEnd, kClosing, kVerdict, kStart)),
                          [](const auto& row) {
                            return std::get<1>(row.param).name + "Sig"s +
                                   ::sigabbrev_np(std::get<0>(row.param));
@@ -182,13 +197,19 @@ class UnreadReport : public StoppedRunTest {
   UnreadReport() {
     const std::string fifo = folder_.Path("fifo");
     ::mkfifo(fifo.c_str(), 0600);
-    reader_ = ::open(fifo.c_str(), O_RDWR | O_NONBLOCK);
+    reader_ = ::open(fifo.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
     while (::write(reader_, "x", 1) == 1) {
     }
     program_ = StartBoards(kTransferAlone + std::vector<std::string>{image_, board_.Path()},
                            {"/bin/sh", "-c", R"(trap '' HUP; exec "$@" >"$0")", fifo});
   }
-  ~UnreadReport() override { ::close(reader_); }
+  ~UnreadReport() override { GoAway(); }
+
+  void GoAway() {
+    if (reader_ != -1) {
+      ::close(std::exchange(reader_, -1));
+    }
+  }
 
   // The first interrupt ends the transfer.
   void InterruptTheTransfer() {
@@ -205,6 +226,15 @@ class UnreadReport : public StoppedRunTest {
  private:
   int reader_;
 };
+
+TEST_F(UnreadReport, KeepsNoBoardWaitingAndEndsWhenItsReaderGoes) {
+  ASSERT_NO_FATAL_FAILURE(board_.GetsABlockAfter(2));
+  ASSERT_NO_FATAL_FAILURE(board_.TakesTheLastBlock());
+  EXPECT_TRUE(program_->WaitUntil([this] { return ChildrenOf(program_->Id()).empty(); }, 60s));
+  GoAway();
+  EXPECT_EQ(program_->Wait(), 0);
+  board_.ExpectPortGivenBack();
+}
 
 TEST_F(UnreadReport, EndsByTheSecondInterruptThatComesAfterTheWork) {
   ASSERT_NO_FATAL_FAILURE(InterruptTheTransfer());
@@ -275,6 +305,49 @@ TEST_F(StoppedRunTest, ABoardWhoseWorkerIsKilledIsToldByTheBlockThatItHadToAnswe
   ::kill(Worker(), SIGKILL);
   EXPECT_THAT(ReportOf(*program_).Only("finished", board_.Path()).value("message", ""),
               HasSubstr(kBlock.told));
+}
+
+// By somebody who ends the worker alone.
+class SignalledWorker : public StoppedRunTest,
+                        public ::testing::WithParamInterface<std::tuple<int, Stage>> {};
+
+TEST_P(SignalledWorker, IsToldAndHarmsNoOther) {
+  const auto& [signal, stage] = GetParam();
+  const SimulatedBoard good({"--state", "bootloader", "--fault", "late=1500@start"});
+  ASSERT_NO_FATAL_FAILURE(RunUpTo(stage, {"--attempts", "3"}, {good.Path()}));
+  const pid_t worker = Worker();
+  ASSERT_NE(worker, -1);
+  ::kill(worker, signal);
+  const Report report = ReportOf(*program_);
+  EXPECT_EQ(report.exit_status, 1);
+  EXPECT_THAT(report.Only("finished", board_.Path()), FailedBy("crashed"));
+  EXPECT_THAT(report.Only("finished", good.Path()), HasFields(Json{{"result", "flashed"}}));
+  EXPECT_EQ(good.Flash(), ReadFile(image_));
+  EXPECT_EQ(board_.Rest(), stage.in_transfer ? kCanCan : "");
+  board_.ExpectPortGivenBack();
+  EXPECT_TRUE(WaitUntilGone(worker));
+}
+
+INSTANTIATE_TEST_SUITE_P(StoppedRunTest, SignalledWorker,
+                         ::testing::Combine(::testing::Values(SIGTERM),
+                                            ::testing::Values(kPing, kWaitForC, kPacketZero, kBlock,
+                                                              kEnd, kClosing, kVerdict, kStart)),
+                         [](const auto& row) {
+                           return std::get<1>(row.param).name + "Sig"s +
+                                  ::sigabbrev_np(std::get<0>(row.param));
+                         });
+
+TEST_F(StoppedRunTest, AWorkerThatIsStoppedAndGoesOnFlashesItsBoard) {
+  ASSERT_NO_FATAL_FAILURE(RunUpTo(kBlock, {"--no-start"}));
+  const pid_t worker = Worker();
+  ::kill(worker, SIGSTOP);
+  board_.Terminal().Send("\x06");
+  ::kill(worker, SIGCONT);
+  ASSERT_NO_FATAL_FAILURE(board_.Gets(1029));
+  ASSERT_NO_FATAL_FAILURE(board_.TakesTheLastBlock());
+  EXPECT_EQ(ReportOf(*program_).exit_status, 0);
+  EXPECT_EQ(board_.Rest(), "");
+  board_.ExpectPortGivenBack();
 }
 
 // The bytes of a terminal that nobody reads at its far end go nowhere.
