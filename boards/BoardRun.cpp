@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <csignal>
-#include <cstring>
 #include <system_error>
 #include <utility>
 
@@ -31,18 +30,6 @@ constexpr std::chrono::milliseconds kGivingBackLimit = 600ms;
 constexpr double kShortestTransferSeconds = 1e-6;
 
 double Seconds(Clock::duration time) { return std::chrono::duration<double>(time).count(); }
-
-std::string EndOfProcess(int wait_status) {
-  if (WIFSIGNALED(wait_status)) {
-    const int signal = WTERMSIG(wait_status);
-    return "the process that served it was ended by signal " + std::to_string(signal) + " (" +
-           ::strsignal(signal) + ")";
-  }
-  if (WEXITSTATUS(wait_status) == 0) {
-    return "the process that served it was ended by another";
-  }
-  return "the process that served it ended with status " + std::to_string(WEXITSTATUS(wait_status));
-}
 
 bool IsRepeatable(Reason reason) {
   switch (reason) {
@@ -270,9 +257,13 @@ void BoardRun::Withdraw() {
   }
 }
 
+bool BoardRun::IsUnderWay() const {
+  return state_ == State::kOpening || state_ == State::kReady || state_ == State::kServing;
+}
+
 void BoardRun::Interrupt() {
   interrupted_ = true;
-  if (state_ == State::kOpening || state_ == State::kReady || state_ == State::kServing) {
+  if (IsUnderWay()) {
     TellToEnd(Reason::kInterrupted, "interrupted");
   }
 }
@@ -295,7 +286,7 @@ void BoardRun::Abandon() {
 
 void BoardRun::BeginToLeave() noexcept {
   interrupted_ = true;
-  if (state_ == State::kOpening || state_ == State::kReady || state_ == State::kServing) {
+  if (IsUnderWay()) {
     state_ = State::kEnding;
     if (worker_) {
       worker_->Signal(SIGTERM);

@@ -110,6 +110,7 @@ class BoardRun {
   void TakeTime();
   void TellToEnd(Reason reason, const std::string& text);
   void GiveBackPort();
+  bool IsUnderWay() const;
   bool IsInTransfer() const;
   void Conclude();
   std::string WithFormerFailure(const std::string& text) const;

@@ -1,5 +1,9 @@
 #include "boards/Diagnosis.h"
 
+#include <sys/wait.h>
+
+#include <cstring>
+
 namespace kvo::boards {
 
 std::string InTransfer(std::uint32_t block, std::uint32_t blocks, const std::string& cause) {
@@ -26,6 +30,18 @@ std::string Diagnosis(const BoardStatus& status, const std::string& cause) {
       break;
   }
   return cause + " while the board was asked";
+}
+
+std::string EndOfProcess(int wait_status) {
+  if (WIFSIGNALED(wait_status)) {
+    const int signal = WTERMSIG(wait_status);
+    return "the process that served it was ended by signal " + std::to_string(signal) + " (" +
+           ::strsignal(signal) + ")";
+  }
+  if (WEXITSTATUS(wait_status) == 0) {
+    return "the process that served it was ended by another";
+  }
+  return "the process that served it ended with status " + std::to_string(WEXITSTATUS(wait_status));
 }
 
 }  // namespace kvo::boards

@@ -13,4 +13,7 @@ std::string InTransfer(std::uint32_t block, std::uint32_t blocks, const std::str
 // The cause, and what it means that it came when the board stood as `status` says.
 std::string Diagnosis(const BoardStatus& status, const std::string& cause);
 
+// How a process that served a board ended unexpectedly, by the status that the system tells.
+std::string EndOfProcess(int wait_status);
+
 }  // namespace kvo::boards
