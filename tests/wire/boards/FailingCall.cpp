@@ -42,12 +42,14 @@ std::pair<bool, int> FailingCall::Take(const char* name) {
   }
 
 KVO_MAY_FAIL(connect)
+KVO_MAY_FAIL(dup2)
 KVO_MAY_FAIL(flock)
 KVO_MAY_FAIL(fork)
 KVO_MAY_FAIL(gai_error)
 KVO_MAY_FAIL(getsockopt)
 KVO_MAY_FAIL(inotify_init1)
 KVO_MAY_FAIL(isatty)
+KVO_MAY_FAIL(opendir)
 KVO_MAY_FAIL(poll)
 KVO_MAY_FAIL(read)
 KVO_MAY_FAIL(recv)

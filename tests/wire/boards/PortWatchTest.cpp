@@ -8,6 +8,7 @@
 #include <sys/sysmacros.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <filesystem>
 #include <memory>
@@ -16,7 +17,7 @@
 
 #include "support/Files.h"
 #include "support/TestTerminal.h"
-#include "wire/boards/NoMoreDescriptors.h"
+#include "wire/boards/FailingCall.h"
 
 namespace kvo::boards {
 namespace {
@@ -100,11 +101,20 @@ TEST_F(PortWatchTest, AFolderThatCannotBeReadNowHasLostNothingAndIsReadASecondLa
   EXPECT_EQ(Changes(), "+ports/a");
   Link("ports/b");
   {
-    const testing::NoMoreDescriptors none;
+    const testing::FailingCall opendir("opendir", EMFILE, 0);
     EXPECT_EQ(Changes(), "");
   }
   EXPECT_EQ(Changes(PortWatch::Clock::time_point(999ms)), "");
   EXPECT_EQ(Changes(PortWatch::Clock::time_point(1s)), "+ports/b");
+}
+
+TEST_F(PortWatchTest, WhatCannotBeReadOfChangesIsFoundASecondLater) {
+  Begin({"ports/*"});
+  EXPECT_EQ(Changes(), "");
+  Link("ports/a");
+  const testing::FailingCall read("read", EIO, -1, 1'000'000);
+  EXPECT_EQ(Changes(PortWatch::Clock::time_point(999ms)), "");
+  EXPECT_EQ(Changes(PortWatch::Clock::time_point(1s)), "+ports/a");
 }
 
 TEST_F(PortWatchTest, OnlyDevicesAndLinksToThemArePorts) {
