@@ -11,6 +11,13 @@
 namespace kvo::boards::testing {
 namespace {
 
+void InterruptTwiceAtBlock17(const BoardStatus& board, Change change) {
+  if (change == Change::kProgress && board.block == 17) {
+    ::raise(SIGINT);
+    ::raise(SIGHUP);
+  }
+}
+
 class SupervisorEndTest : public SupervisedBoards {};
 
 TEST_F(SupervisorEndTest, AnInterruptEndsWhatIsInWorkAndBeginsNothing) {
@@ -42,12 +49,7 @@ TEST_F(SupervisorEndTest, ASecondInterruptEndsWorkersThatDoNotEndByThemselves) {
     BeginTransfer(events);
     Hang();
   });
-  display_.on_change = [](const BoardStatus& board, Change change) {
-    if (change == Change::kProgress && board.block == 17) {
-      ::raise(SIGINT);
-      ::raise(SIGHUP);
-    }
-  };
+  display_.on_change = InterruptTwiceAtBlock17;
   EXPECT_EQ(Run(), SIGINT);
   ExpectFailed(0, Reason::kInterrupted, "interrupted" + kAtBlock17);
   EXPECT_EQ(notes_->given_back.at(0), 2);
@@ -167,12 +169,7 @@ TEST_F(HangingWorkerTest, IsLeftToItselfAndItsPortGivenBack) {
 
 TEST_F(HangingWorkerTest, DoesNotKeepASecondInterruptWaiting) {
   hangs_when_given_back_ = true;
-  display_.on_change = [](const BoardStatus& board, Change change) {
-    if (change == Change::kProgress && board.block == 17) {
-      ::raise(SIGINT);
-      ::raise(SIGHUP);
-    }
-  };
+  display_.on_change = InterruptTwiceAtBlock17;
   EXPECT_EQ(Run(), SIGINT);
   ExpectFailed(0, Reason::kInterrupted, "interrupted" + kAtBlock17);
   EXPECT_EQ(notes_->given_back.at(0), 0);
