@@ -83,7 +83,7 @@ bool EventSender::WaitForGo() const noexcept {
 }
 
 std::optional<EventReceiver::Message> EventReceiver::Receive() {
-  while (socket_.Get() != -1) {
+  for (int tries = 0; socket_.Get() != -1;) {
     Message received;
     iovec piece{.iov_base = &received.event, .iov_len = sizeof received.event};
     Attachment attachment{};
@@ -96,7 +96,8 @@ std::optional<EventReceiver::Message> EventReceiver::Receive() {
     message.msg_controllen = CMSG_LEN(sizeof(int));
     const ssize_t count = ::recvmsg(socket_.Get(), &message, MSG_DONTWAIT | MSG_CMSG_CLOEXEC);
     // A reset is told once, when the worker has ended before it read its go; what it sent is there.
-    if (count == -1 && (errno == EINTR || errno == ECONNRESET)) {
+    const bool is_told_once = count == -1 && (errno == EINTR || errno == ECONNRESET);
+    if (is_told_once && ++tries < kTriesOfTheSupervisor) {
       continue;
     }
     if (count == -1) {

@@ -136,6 +136,15 @@ TEST_F(EventChannelTest, ASignalLosesNothing) {
   }
 }
 
+TEST_F(EventChannelTest, WhatCannotBeReceivedNowIsThereLater) {
+  sender_.Send(Answer("one"));
+  for (const int error : {EINTR, ECONNRESET, ENOMEM}) {
+    const FailingCall call("recvmsg", error, -1, 1'000'000);
+    EXPECT_FALSE(receiver_.Receive().has_value());
+  }
+  EXPECT_EQ(receiver_.Receive()->event.Text(), "one");
+}
+
 TEST_F(EventChannelTest, AWorkerDoesNotGoByAnotherByte) {
   ASSERT_EQ(::send(receiver_.Descriptor(), "x", 1, 0), 1);
   EXPECT_FALSE(sender_.WaitForGo());
