@@ -244,9 +244,12 @@ void RequireAllOptionsKnown(const CLI::App& app, const Texts& arguments, const C
 }
 
 void RequireNothingLeft(const CLI::App& app) {
-  if (!app.remaining().empty()) {
-    throw WrongCommandLine(app.remaining().front() + ": not understood; see " + app.get_name() +
-                           " --help");
+  Texts left = app.remaining();
+  if (const auto end_of_options = std::ranges::find(left, "--"); end_of_options != left.end()) {
+    left.erase(end_of_options);
+  }
+  if (!left.empty()) {
+    throw WrongCommandLine(left.front() + ": not understood; see " + app.get_name() + " --help");
   }
 }
 

@@ -42,9 +42,8 @@ std::chrono::milliseconds SecondsIn(const std::string& text) {
   std::string digits = text;
   digits.erase(point, 1);
   RequireThat(IsDigits(digits));
-  errno = 0;
   const double seconds = std::strtod(text.c_str(), nullptr);
-  RequireThat(errno == 0 && seconds <= 1'000'000);
+  RequireThat(seconds <= 1'000'000);
   return std::chrono::milliseconds(static_cast<std::int64_t>(std::ceil(seconds * 1000)));
 }
 

@@ -155,6 +155,7 @@ TEST(CommandLineTest, TwoHyphensEndTheOptions) {
   EXPECT_TRUE(flash.json);
   EXPECT_FALSE(flash.raw);
   EXPECT_EQ(PortNames(LineOf({"info", "a", "--", "--help"})), (ArgumentList{"a", "--help"}));
+  EXPECT_TRUE(LineOf({"list", "--all", "--"}).all);
 }
 
 TEST(CommandLineTest, AWatchHasThoseOptionsOfAFlashAndItsOwn) {
@@ -224,6 +225,7 @@ TEST(CommandLineTest, WhatDoesNotExistIsNamed) {
       {{"flash", "fw_tv.bin", "a", "-1"}, "-1" + see},
       {{"flash", "---raw", "fw_tv.bin", "a"}, "---raw" + see},
       {{"info", "a", "--raw"}, "--raw: no such option; see kvo-boards info --help"},
+      {{"list", "--", "ttyUSB0"}, "ttyUSB0: not understood; see kvo-boards list --help"},
   });
 }
 
