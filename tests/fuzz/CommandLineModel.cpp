@@ -42,8 +42,10 @@ std::chrono::milliseconds SecondsIn(const std::string& text) {
   std::string digits = text;
   digits.erase(point, 1);
   RequireThat(IsDigits(digits));
+  errno = 0;
   const double seconds = std::strtod(text.c_str(), nullptr);
-  RequireThat(seconds <= 1'000'000);
+  const bool is_lost = errno != 0 && seconds == 0;  // less than a double can tell from 0
+  RequireThat(!is_lost && seconds <= 1'000'000);
   return std::chrono::milliseconds(static_cast<std::int64_t>(std::ceil(seconds * 1000)));
 }
 
