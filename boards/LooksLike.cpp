@@ -106,7 +106,7 @@ bool IsTiCoff(std::string_view content, bool big_endian) {
 
 }  // namespace
 
-std::string LooksLike(const std::string& content) {
+std::string LooksLike(std::string_view content) {
   if (IsElf(content)) {
     return "an ELF file";
   }

@@ -85,7 +85,7 @@ void ReadImage(const CommandLine& command_line, bootloadertms::ImageFile& image)
     return;
   }
   const auto* content = reinterpret_cast<const char*>(image.GetContent());
-  const std::string format = LooksLike(std::string(content, image.GetLength()));
+  const std::string format = LooksLike({content, image.GetLength()});
   if (!format.empty()) {
     Refuse(path + " looks like " + format + ", not a raw binary; --raw sends it all the same");
   }

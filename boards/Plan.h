@@ -5,6 +5,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "boards/BoardStatus.h"
@@ -52,6 +53,6 @@ std::chrono::milliseconds DefaultDeadline(std::uint64_t bytes, std::uint32_t bau
                                           std::chrono::milliseconds answer_timeout);
 
 // What `content` looks like if not like a raw binary: "an ELF file", for example; else empty.
-std::string LooksLike(const std::string& content);
+std::string LooksLike(std::string_view content);
 
 }  // namespace kvo::boards

@@ -100,14 +100,12 @@ class Worker {
         events_(events),
         port_(MakePort(assignment.port, plan.command_line.baud_rate, answer_timeout_)),
         traced_(*port_, log_),
-        watch_(
-            plan.command_line.trace ? static_cast<bootloadertms::ISerialPort&>(traced_) : *port_,
-            plan.bytes, [this] { return port_->HasRead(); }, [this] { TellProgress(); }) {
+        client_(MakeWatch()) {
     std::cout.rdbuf(assignment.log_path.empty() ? nullptr : &log_.Trace());
   }
 
   void Run(bool is_repeated) {
-    GiveBackWhenToldToEnd(events_, watch_, port_->GetBorrowed());
+    GiveBackWhenToldToEnd(events_, *watch_, port_->GetBorrowed());
     try {
       OpenPort(is_repeated);
     } catch (const PortFailure& failure) {
@@ -118,7 +116,7 @@ class Worker {
     if (is_told && events_.WaitForGo()) {
       Serve(is_repeated);
     }
-    port_->Close();
+    watch_->Close();
     std::signal(SIGTERM, SIG_IGN);  // there is nothing left to give back
     if (!is_told || !port_->IsGivenBack()) {
       throw std::runtime_error("the supervisor has to see to it");
@@ -126,6 +124,15 @@ class Worker {
   }
 
  private:
+  std::unique_ptr<TransferWatch> MakeWatch() {
+    bootloadertms::ISerialPort& port =
+        plan_.command_line.trace ? static_cast<bootloadertms::ISerialPort&>(traced_) : *port_;
+    auto watch = std::make_unique<TransferWatch>(
+        port, plan_.bytes, [this] { return port_->HasRead(); }, [this] { TellProgress(); });
+    watch_ = watch.get();
+    return watch;
+  }
+
   void OpenPort(bool is_repeated) {
     if (is_repeated) {
       OpenWhenItIsBack(*port_);
@@ -147,11 +154,8 @@ class Worker {
 
   // The event that finishes it goes out before the port is closed, which may take a driver long.
   void Serve(bool is_repeated) {
-    // It closes the port when it goes.
-    BootLoader client(
-        std::make_unique<PortDecorator>(static_cast<bootloadertms::ISerialPort&>(watch_)));
     try {
-      events_.Send(Do(is_repeated, client));
+      events_.Send(Do(is_repeated));
     } catch (const PortFailure& failure) {
       Leave(failure.what());
     } catch (const std::system_error& error) {
@@ -161,11 +165,11 @@ class Worker {
 
   // Not all that fails is gone: the board may still be there, and wait for the rest.
   void Leave(const std::string& cause) {
-    events_.Send(Lost(watch_, cause));
-    GiveBack(port_->GetBorrowed(), watch_.IsInTransfer() && !watch_.IsCancelled());
+    events_.Send(Lost(*watch_, cause));
+    GiveBack(port_->GetBorrowed(), watch_->IsInTransfer() && !watch_->IsCancelled());
   }
 
-  Event Do(bool is_repeated, BootLoader& client) {
+  Event Do(bool is_repeated) {
     const auto tell = [this](const Event& event) { events_.Send(event); };
     if (plan_.command_line.dry_run) {
       Event event;
@@ -174,12 +178,12 @@ class Worker {
       return event;
     }
     return plan_.command_line.action == Action::kInfo
-               ? Ask(client, tell)
-               : Flash(plan_, is_repeated, answer_timeout_, client, watch_, tell);
+               ? Ask(client_, tell)
+               : Flash(plan_, is_repeated, answer_timeout_, client_, *watch_, tell);
   }
 
   void TellProgress() {
-    const TransferWatch::Position position = watch_.GetPosition();
+    const TransferWatch::Position position = watch_->GetPosition();
     const std::uint64_t tenth = position.bytes_sent * 10 / plan_.bytes;
     const Clock::time_point now = Clock::now();
     if (tenth == tenth_ && now < next_progress_) {
@@ -201,7 +205,8 @@ class Worker {
   const EventSender& events_;
   std::unique_ptr<BoardPort> port_;
   TracedPort traced_;
-  TransferWatch watch_;
+  TransferWatch* watch_ = nullptr;  // the client's
+  BootLoader client_;
   Clock::time_point next_progress_;
   std::uint64_t tenth_ = 0;
 };
