@@ -33,7 +33,7 @@ TransferWatch::Position TransferWatch::GetPosition() const {
 }
 
 void TransferWatch::WriteByte(std::uint8_t byte) {
-  if (ignored_ > 0) {
+  if (ignored_ > 0) [[likely]] {
     --ignored_;
   } else {
     Follow(byte);
