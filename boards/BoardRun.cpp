@@ -181,9 +181,11 @@ void BoardRun::TakePosition(const Event& event) {
   status_.bytes_sent = std::min(event.bytes_sent, status_.bytes);
 }
 
-// A worker finishes once, and one that hasn't been told to go can only fail.
+// A worker finishes once, and one that hasn't been told to go can only fail. One that gives a port
+// back has no say.
 void BoardRun::TakeFinish(const Event& event) {
-  if (finished_ || (!has_begun_ && event.outcome != Outcome::kFailed)) {
+  if (finished_ || state_ == State::kGivingBack ||
+      (!has_begun_ && event.outcome != Outcome::kFailed)) {
     return;
   }
   finished_ = event;

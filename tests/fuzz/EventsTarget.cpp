@@ -65,9 +65,10 @@ struct Settings {
 
 // What a worker's messages have come to, and what the displays were shown of it.
 struct Told {
-  bool has_begun = false;  // the worker that runs
+  const FakeWorkers::Worker* begun = nullptr;  // the worker that serves this attempt
   int attempts = 0;
   std::optional<Event> finished;  // of this attempt
+  bool may_have_failed = false;   // as another worker says: of the next attempt, or giving back
   std::optional<Clock::time_point> kill_by;
   const FakeWorkers::Worker* to_be_killed = nullptr;
   bool has_ended = false;
@@ -253,9 +254,17 @@ class Play {
                           event.outcome <= Outcome::kFailed && event.reason <= Reason::kCrashed &&
                           event.field <= Field::kApplicationInformation &&
                           event.text_length <= 1024;
-    Told& told = told_[board_];
-    if (is_valid && event.kind == EventKind::kFinished && !told.finished &&
-        (told.has_begun || event.outcome == Outcome::kFailed)) {
+    if (is_valid && event.kind == EventKind::kFinished) {
+      NoteFinish(event, told_[board_]);
+    }
+  }
+
+  void NoteFinish(const Event& event, Told& told) {
+    const bool serves = told.begun == workers_.LatestOf(board_);
+    const bool has_failed = event.outcome == Outcome::kFailed;
+    if (told.begun != nullptr && !serves) {
+      told.may_have_failed |= has_failed;
+    } else if (!told.finished && (serves || has_failed)) {
       told.finished = event;
     }
   }
@@ -276,14 +285,15 @@ class Observer : public Display {
       : limits_(limits), boards_(boards), told_(told) {}
 
   void Show(const BoardStatus& board, Change change) override {
-    Told& told = told_.at(static_cast<std::size_t>(&board - boards_.data()));
+    const auto number = static_cast<std::size_t>(&board - boards_.data());
+    Told& told = told_.at(number);
     Require(!told.has_ended, "nothing is shown after the end");
     Require(board.bytes_sent <= board.bytes, "no more is sent than there is");
     Require(change != Change::kProgress || board.block <= board.blocks, "the block is one of them");
     if (change == Change::kAttempt) {
       const int attempts = told.attempts + 1;
       told = Told();
-      told.has_begun = true;
+      told.begun = FakeWorkers::Current()->LatestOf(number);
       told.attempts = attempts;
     }
     Require(board.attempt == told.attempts, "each attempt is shown");
@@ -297,7 +307,7 @@ class Observer : public Display {
 
  private:
   void CheckEnd(const BoardStatus::End& end, const Told& told) const {
-    if (told.finished && !IsRepeatable(*told.finished)) {
+    if (told.finished && !IsRepeatable(*told.finished) && !told.may_have_failed) {
       Require(end.outcome == told.finished->outcome, "the outcome is the worker's");
       Require(end.outcome != Outcome::kFailed || end.reason == told.finished->reason,
               "the reason is the worker's");

@@ -144,10 +144,6 @@ class Model {
   void GiveBackInTransfer() { peer_.Send("\x18\x18"); }
 
  private:
-  struct Failure {
-    std::string text;
-  };
-
   static bool MeansGone(int error) {
     return error == ECONNRESET || error == EPIPE || error == ETIMEDOUT || error == EHOSTUNREACH;
   }
