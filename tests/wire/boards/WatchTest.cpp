@@ -61,6 +61,10 @@ class WatchTest : public ::testing::Test, public Workers, public Display {
   // What is to be done when this line has been added to the story.
   void On(const std::string& line, const std::function<void()>& action) { actions_[line] = action; }
   static void Interrupt() { std::raise(SIGINT); }
+  static void InterruptTwice() {
+    std::raise(SIGINT);
+    std::raise(SIGTERM);
+  }
 
   // The result is the signal that ended it, or 0.
   int Run() {
@@ -172,17 +176,13 @@ TEST_F(WatchTest, EachPortIsServedOncePerComing) {
 
 TEST_F(WatchTest, ANameThatADeviceInWorkGetsIsNoPortOfItsOwn) {
   Link("a");
-  works_["a"] = [this](int) {
+  works_["a"] = [this](int) -> Event {
     Unlink("a");
     Link("b");
     Link("c", "/dev/zero");
     WaitToBeEnded();
-    return Event();
   };
-  On("c flashed", [] {
-    std::raise(SIGINT);
-    std::raise(SIGTERM);
-  });
+  On("c flashed", InterruptTwice);
   EXPECT_EQ(Run(), SIGTERM);
   EXPECT_FALSE(was_in_haste_);
   EXPECT_EQ(std::ranges::count(story_, "b came"), 0);
@@ -203,10 +203,7 @@ TEST_F(WatchTest, ADeviceInWorkIsNotBegunUnderAnotherNameWhenItsFirstComesAndGoe
     WaitForFile("e is ready");
     return EndOf(Outcome::kFlashed);
   };
-  On("a flashed", [] {
-    std::raise(SIGINT);
-    std::raise(SIGTERM);
-  });
+  On("a flashed", InterruptTwice);
   EXPECT_EQ(Run(), SIGTERM);
   EXPECT_EQ(std::ranges::count(story_, "b came"), 0);
 }
@@ -292,12 +289,11 @@ TEST_F(WatchTest, APortThatGoesBeforeItIsBegunIsNotCountedAndLeavesNoEmptyLog) {
 }
 
 TEST_F(WatchTest, APortThatGoesWhileItIsOpenedIsGivenBackByItsWorker) {
-  constexpr auto kLongerThanOthersMayTake = 1s;
   Link("a");
-  before_opening_ = [this, kLongerThanOthersMayTake] {
+  before_opening_ = [this] {
     const StopsLater until_it_is_open;
     Unlink("a");
-    std::this_thread::sleep_for(kLongerThanOthersMayTake);
+    std::this_thread::sleep_for(1s);  // longer than others may take
     MakeFile("given back");
   };
   On("a gone", Interrupt);
@@ -332,10 +328,7 @@ TEST_F(WatchTest, TheFirstInterruptBeginsNoMoreBoardsAndFinishesThoseInWork) {
 
 TEST_F(WatchTest, AThirdInterruptMakesHaste) {
   Link("a");
-  works_["a"] = [](int) {
-    WaitToBeEnded();
-    return Event();
-  };
+  works_["a"] = [](int) -> Event { WaitToBeEnded(); };
   On("a attempt 1", [] {
     for (const int signal : {SIGHUP, SIGINT, SIGTERM}) {
       std::raise(signal);
