@@ -260,11 +260,12 @@ class Play {
   }
 
   void NoteFinish(const Event& event, Told& told) {
-    const bool serves = told.begun == workers_.LatestOf(board_);
     const bool has_failed = event.outcome == Outcome::kFailed;
-    if (told.begun != nullptr && !serves) {
-      told.may_have_failed |= has_failed;
-    } else if (!told.finished && (serves || has_failed)) {
+    const bool has_begun = told.begun != nullptr;
+    const auto* const serves = has_begun ? told.begun : &workers_.All().at(board_);
+    if (workers_.LatestOf(board_) != serves) {
+      told.may_have_failed |= has_begun && has_failed;
+    } else if (!told.finished && (has_begun || has_failed)) {
       told.finished = event;
     }
   }
