@@ -1,5 +1,6 @@
 #include <fcntl.h>
 #include <nss.h>
+#include <sys/time.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -12,7 +13,6 @@
 #include <memory>
 #include <string>
 #include <system_error>
-#include <thread>
 #include <vector>
 
 #include "boards/BoardLog.h"
@@ -29,9 +29,10 @@ namespace {
 
 constexpr int kNothingBegun = 2;
 constexpr int kEndedBySignal = 128;
-constexpr std::chrono::milliseconds kLongestReportInHaste{200};
+constexpr suseconds_t kLongestReportInHaste = 200000;  // microseconds
 
 int g_status_of_a_failure = kNothingBegun;
+int g_ended_by = 0;  // a signal
 
 // A port must not become standard output.
 void OpenStandardDescriptors() {
@@ -84,7 +85,9 @@ void MakeLogs(const std::string& folder, std::vector<Assignment>& assignments) {
   }
 }
 
-void LeaveAtOnce(int signal) { ::_exit(kEndedBySignal + signal); }
+void LeaveAtOnce(int signal) {
+  ::_exit(kEndedBySignal + (signal == SIGALRM ? g_ended_by : signal));
+}
 
 // Returns the signal that ended it, or 0. The report may not be read by anybody: from now on a
 // signal ends the program, and after haste it ends by itself.
@@ -97,10 +100,10 @@ int ServeBoards(BoardLoop& boards) {
     }
   }
   if (boards.IsInHaste()) {
-    std::thread([signal] {
-      std::this_thread::sleep_for(kLongestReportInHaste);
-      LeaveAtOnce(signal);
-    }).detach();
+    g_ended_by = signal;
+    std::signal(SIGALRM, LeaveAtOnce);
+    const itimerval limit = {.it_interval = {}, .it_value = {0, kLongestReportInHaste}};
+    ::setitimer(ITIMER_REAL, &limit, nullptr);
   }
   return signal;
 }
