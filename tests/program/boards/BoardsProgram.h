@@ -20,7 +20,7 @@ inline const std::string kCanCan = "\x18\x18";
 
 // For boards that wait in their bootloader: nothing but the transfer, and room for a busy machine.
 inline const std::vector<std::string> kTransferAlone = {
-    "flash", "--json", "--no-switch", "--no-start", "--answer-timeout", "1000"};
+    "flash", "--json", "--no-switch", "--no-start", "--answer-timeout", "5000"};
 
 // Lists one after the other, for command lines.
 std::vector<std::string> operator+(std::vector<std::string> left,
