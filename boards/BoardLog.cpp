@@ -5,9 +5,11 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <functional>
 #include <map>
 #include <set>
+#include <system_error>
 #include <utility>
 
 #include "boards/Printable.h"
@@ -166,6 +168,13 @@ std::string LogPathOfNow(const std::string& folder, const std::string& port) {
   std::erase_if(time, [](char character) { return character == '-' || character == ':'; });
   return FreePath(folder + "/" + time + "-" + FileName(port),
                   [](const std::string& path) { return ::access(path.c_str(), F_OK) != 0; });
+}
+
+void RemoveEmptyLog(const std::string& path) {
+  std::error_code none;
+  if (std::filesystem::file_size(path, none) == 0) {
+    std::filesystem::remove(path, none);
+  }
 }
 
 std::unique_ptr<Display> MakeLogDisplay() { return std::make_unique<LogDisplay>(); }

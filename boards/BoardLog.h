@@ -48,6 +48,9 @@ std::vector<std::string> LogPaths(const std::string& folder, const std::vector<s
 // such file is there.
 std::string LogPathOfNow(const std::string& folder, const std::string& port);
 
+// Leaves a log that something was written to as it is. Without a path: does nothing.
+void RemoveEmptyLog(const std::string& path);
+
 // Records what becomes of the boards in their logs.
 std::unique_ptr<Display> MakeLogDisplay();
 

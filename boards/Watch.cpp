@@ -1,8 +1,6 @@
 #include "boards/Watch.h"
 
 #include <algorithm>
-#include <filesystem>
-#include <system_error>
 #include <utility>
 
 #include "boards/BoardLog.h"
@@ -13,14 +11,6 @@ namespace {
 
 // How long a result stays in view whose port is gone already.
 constexpr std::chrono::seconds kInViewFor{10};
-
-// A log that nothing was written to.
-void RemoveEmpty(const std::string& path) {
-  std::error_code none;
-  if (!path.empty() && std::filesystem::file_size(path, none) == 0) {
-    std::filesystem::remove(path, none);
-  }
-}
 
 }  // namespace
 
@@ -82,7 +72,7 @@ void Watch::TakeEnd(Visit& visit, Clock::time_point now) {
   const std::optional<BoardRun::Opening> opening = visit.run->LastOpening();
   Remove(*std::exchange(visit.run, nullptr));
   if (!visit.status.end) {  // withdrawn
-    RemoveEmpty(visit.assignment.log_path);
+    RemoveEmptyLog(visit.assignment.log_path);
     Drop(visit);
     return;
   }

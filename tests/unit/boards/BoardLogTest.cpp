@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <filesystem>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -121,6 +122,16 @@ TEST_F(BoardLogTest, ALogOfNowCarriesTimeAndPortAndTakesNoNameTwice) {
   const BoardLog log(first);
   EXPECT_EQ(LogPathOfNow(folder, "dev/ttyUSB0"),
             folder + "/20010909T014640.000Z-dev_ttyUSB0-2.log");
+}
+
+TEST_F(BoardLogTest, OnlyALogThatNothingWasWrittenToIsRemoved) {
+  const std::string empty = folder_.Path("empty.log");
+  const BoardLog log(empty);
+  BoardLog(path_).Line("text");
+  RemoveEmptyLog(empty);
+  RemoveEmptyLog(path_);
+  EXPECT_FALSE(std::filesystem::exists(empty));
+  EXPECT_TRUE(std::filesystem::exists(path_));
 }
 
 TEST(LogPathsTest, ALongNameKeepsItsEnd) {

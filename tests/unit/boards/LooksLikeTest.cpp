@@ -95,6 +95,7 @@ TEST(LooksLikeTest, ATiCoffFileHasAHeaderAlsoWhenItWasCutOff) {
   const std::vector<Coff> files = {{},
                                    {.version = 0xC0},
                                    {.version = 0xC1},
+                                   {.sections = 1},
                                    {.target = 0x92},
                                    {.target = 0xA0},
                                    {.optional_size = 0},
