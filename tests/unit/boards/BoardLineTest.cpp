@@ -106,6 +106,8 @@ TEST(BoardLineTest, AMessageIsWrappedByWordsWhenItIsDone) {
             (std::vector<std::string>{
                 "/dev/ttyUSB0  failed: block 17 of 256:", "    the board has no valid application,",
                 "    flash it again"}));
+  EXPECT_EQ(WholeTextsOf(FailedBoard(Reason::kBroken, "no answer", true), 21),
+            (std::vector<std::string>{"/dev/ttyUSB0  failed:", "    no answer"}));
   EXPECT_EQ(WholeTextsOf(FlashedBoard(), 79),
             (std::vector<std::string>{"/dev/ttyUSB0  TRK4_R1  flashed in 3.4 s"}));
 }
