@@ -42,7 +42,8 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/kvo-bootloader-tms.pc
         DESTINATION ${KVO_PKGCONFIG_FOLDER} COMPONENT library)
 
 install(DIRECTORY examples/ DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libkvo-bootloader-tms-dev/examples
-        COMPONENT library FILES_MATCHING PATTERN *.cpp PATTERN CMakeLists.txt)
+        COMPONENT library FILES_MATCHING PATTERN *.cpp PATTERN CMakeLists.txt
+        PATTERN stations EXCLUDE)
 
 if(KVO_BUILD_BOARDS)
   set(unit kvo-boards-watch@.service)
