@@ -51,6 +51,9 @@ if(KVO_BUILD_BOARDS)
   install(FILES ${CMAKE_CURRENT_BINARY_DIR}/examples/${unit} packaging/examples/70-kvo-boards.rules
                 packaging/examples/fixture.env
           DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/kvo-boards/examples COMPONENT boards)
+  install(DIRECTORY examples/stations
+          DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/kvo-boards/examples COMPONENT boards
+          USE_SOURCE_PERMISSIONS)
 endif()
 
 include(ImageKeys)

@@ -36,7 +36,8 @@ install_missing() {
   packages_to_build=(cmake ninja-build g++ pkgconf libcli11-dev libserialport-dev nlohmann-json3-dev)
   packages_to_test=(libgtest-dev libgmock-dev lrzsz faketime strace socat man-db mandoc bash-completion
     tmux umockdev jq ser2net)
-  packages_to_run_stations=(ser2net socat python3 python3-labgrid)
+  packages_to_run_stations=(ansible-core ansible-lint openssh-server openssh-client ser2net socat python3
+    python3-labgrid)
   packages_to_cross_build=(g++-aarch64-linux-gnu googletest)
   packages_to_emulate=(qemu-system-arm cpio)
   packages_to_package=(dpkg-dev file gzip)
