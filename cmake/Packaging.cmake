@@ -8,12 +8,12 @@ set(KVO_DEBIAN_NAME_simulator kvo-board-simulator)
 
 # The pages of docs/, in the package that each is about.
 set(KVO_PAGES_program performance protocol)
-set(KVO_PAGES_boards "")
+set(KVO_PAGES_boards stations)
 set(KVO_PAGES_library api architecture)
 set(KVO_PAGES_simulator simulator)
 
 # kvo_install_pages(COMPONENT): its pages, with the picture that one may have; what links to another
-# package's page leads to that one's folder.
+# package's page leads to that one's folder, what links to examples to its own.
 function(kvo_install_pages COMPONENT)
   foreach(page IN LISTS KVO_PAGES_${COMPONENT})
     set(source ${PROJECT_SOURCE_DIR}/docs/${page}.md)
@@ -26,6 +26,7 @@ function(kvo_install_pages COMPONENT)
         endif()
       endforeach()
     endforeach()
+    string(REPLACE "](../examples/" "](examples/" text "${text}")
     file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/debian/${page}.md "${text}")
     file(GLOB picture ${PROJECT_SOURCE_DIR}/docs/${page}.svg)
     install(FILES ${CMAKE_CURRENT_BINARY_DIR}/debian/${page}.md ${picture}
