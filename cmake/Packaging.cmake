@@ -7,13 +7,14 @@ set(KVO_DEBIAN_NAME_library libkvo-bootloader-tms-dev)
 set(KVO_DEBIAN_NAME_simulator kvo-board-simulator)
 
 # The pages of docs/, in the package that each is about.
-set(KVO_PAGES_program performance protocol)
+set(KVO_PAGES_program performance protocol troubleshooting)
 set(KVO_PAGES_boards stations)
 set(KVO_PAGES_library api architecture)
 set(KVO_PAGES_simulator simulator)
 
 # kvo_install_pages(COMPONENT): its pages, with the picture that one may have; what links to another
-# package's page leads to that one's folder, what links to examples to its own.
+# package's page leads to that one's folder, what links to examples to its own, and what links to a page
+# that no package has is plain text.
 function(kvo_install_pages COMPONENT)
   foreach(page IN LISTS KVO_PAGES_${COMPONENT})
     set(source ${PROJECT_SOURCE_DIR}/docs/${page}.md)
@@ -27,6 +28,7 @@ function(kvo_install_pages COMPONENT)
       endforeach()
     endforeach()
     string(REPLACE "](../examples/" "](examples/" text "${text}")
+    string(REGEX REPLACE "\\[([^]]*)\\]\\(\\.\\./[A-Z]+\\.md[^)]*\\)" "\\1" text "${text}")
     file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/debian/${page}.md "${text}")
     file(GLOB picture ${PROJECT_SOURCE_DIR}/docs/${page}.svg)
     install(FILES ${CMAKE_CURRENT_BINARY_DIR}/debian/${page}.md ${picture}
