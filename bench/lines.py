@@ -27,28 +27,29 @@ def measure_upload(shop, extent, report):
     whole = uploads_in_turns(shop, rounds, large, ("boards", "sb", "packets", "ready"))
     cpu = medians(whole, cpu_per_mib(large))
     of_floor = cpu["boards"] / cpu["packets"]
-    report.add("upload", "kvo-boards: processor time per MiB; other: ready packets", "ms",
+    report.add("upload", "kvo-boards: processor time per MiB; other: no checksums", "ms",
                {**cpu, "other": cpu["ready"]},
-               f"{of_floor:.2f} of packets, {cpu['boards'] / cpu['sb']:.2f} of sb",
-               "<= 1.30", of_floor <= 1.30)
+               f"{of_floor:.2f} x packets, {cpu['boards'] / cpu['sb']:.2f} x sb",
+               "<= 1.30 x packets", of_floor <= 1.30)
     single = uploads_in_turns(shop, rounds, small, ("utility", "bytes"))
     cpu = medians(single, cpu_per_mib(small))
     of_floor = cpu["utility"] / cpu["bytes"]
     report.add("upload", "utility: processor time per MiB", "ms", cpu,
-               f"{of_floor:.3f} of bytes", "<= 1.05", of_floor <= 1.05)
+               f"{of_floor:.3f} x bytes", "<= 1.05 x bytes", of_floor <= 1.05)
     measure_straightness(shop, extent, report)
 
 
 def measure_straightness(shop, extent, report):
     """The longer image is to cost as much per MiB; what a start costs shows in the shorter one."""
-    for sender, size in (("boards", extent.large_upload), ("utility", extent.upload)):
+    for sender, program, size in (("boards", "kvo-boards", extent.large_upload),
+                                  ("utility", "utility", extent.upload)):
         actions = {name: lambda size=size: Upload(shop, sender, size).outcome()["cpu"] / size * MIB
                    for name, size in (("small", size), ("large", 4 * size))}
         cpu = medians(in_turns(min(extent.rounds, 3), **actions), lambda value: 1e3 * value)
         ratio = cpu["large"] / cpu["small"]
-        report.add("upload", f"{sender}: the same of an image 4 times as large; other: not larger",
+        report.add("upload", f"{program}: the same, image 4 times as large; other: usual size",
                    "ms", {sender: cpu["large"], "other": cpu["small"]},
-                   f"{ratio:.3f} of other", "<= 1.05", ratio <= 1.05)
+                   f"{ratio:.3f} x other", "<= 1.05 x other", ratio <= 1.05)
 
 
 def line_time(line, rate):
@@ -66,18 +67,18 @@ def measure_line(shop, extent, report, rate, size):
     share = medians(results, lambda run: efficiency(run["lines"][0], rate))
     of_mib = {name: MIB / BLOCK * BLOCK_ON_LINE * BITS_PER_BYTE / rate * 100 / value
               for name, value in share.items()}
-    report.add(group, "the blocks of 1 MiB take", "s", of_mib)
+    report.add(group, "time for the blocks of 1 MiB", "s", of_mib)
     ours, utility = share["boards"] / share["utility"], share["utility"] / share["bytes"]
     report.add(group, "kvo-boards: efficiency", "%", share,
-               f"{ours:.3f} of utility", ">= 1.00", round(ours, 2) >= 1)
+               f"{ours:.3f} x utility", ">= 1.00 x utility", round(ours, 2) >= 1)
     report.add(group, "utility: efficiency", "%", share,
-               f"{utility:.3f} of bytes", ">= 1.00", round(utility, 2) >= 1)
+               f"{utility:.3f} x bytes", ">= 1.00 x bytes", round(utility, 2) >= 1)
     measure_idle_times(report, group, results)
     if rate == 1000000:
         cpu = medians(results, cpu_per_mib(size))
         of_floor = cpu["boards"] / cpu["packets"]
         report.add(group, "processor time per MiB, start included", "ms", cpu,
-                   f"{of_floor:.2f} of packets, {cpu['boards'] / cpu['sb']:.2f} of sb")
+                   f"{of_floor:.2f} x packets, {cpu['boards'] / cpu['sb']:.2f} x sb")
 
 
 def measure_idle_times(report, group, results):
@@ -114,12 +115,12 @@ def measure_boards(shop, extent, report):
         single = single or share
         kept = {name: share[name] / single[name] for name in share}
         most.update({name: count for name, value in kept.items() if value >= 0.95})
-        goal = (">= 0.95", kept["boards"] >= 0.95) if count <= 16 else ()
+        goal = (">= 0.95 x one", kept["boards"] >= 0.95) if count <= 16 else ()
         report.add("boards", f"{count} at once: efficiency of each", "%", share,
                    ", ".join(f"{name} {value:.2f}" for name, value in kept.items() if name in
-                             ("boards", "utility")) + " of one", *goal)
+                             ("boards", "utility")) + " x one", *goal)
         report.add("boards", f"{count} at once: the slowest", "%",
                    medians(results, lambda run: run["least"]))
         load = medians(results, lambda run: run["load"])
         report.add("boards", f"{count} at once: processor share per busy line", "%", load)
-    report.add("boards", "most of these at once with 0.95 of one", "", most)
+    report.add("boards", "most boards at once that keep 0.95 x one", "", most)

@@ -1,4 +1,4 @@
-"""What a user wants to know of the figures, as a table of Markdown."""
+"""The figures that users ask for, as a table of Markdown."""
 
 from running import KIB
 
@@ -9,7 +9,7 @@ def summary(report):
         return [form(float(value)) for value in row[3:5]]
 
     def time(rate):
-        return cells(f"line {rate}", "the blocks of 1 MiB", lambda seconds: f"{seconds:.1f} s")
+        return cells(f"line {rate}", "time for the blocks", lambda seconds: f"{seconds:.1f} s")
 
     def memory(figure):
         row = [row for row in report.rows if row[0] == "memory" and figure in row[1]][-1]
@@ -21,11 +21,11 @@ def summary(report):
         ("---", "---", "---"),
         ("1 MiB at 115200 baud", *time(115200)),
         ("1 MiB at 1000000 baud", *time(1000000)),
-        ("boards at once, each with 95 % of the speed of one alone",
-         *cells("boards", "most of these", lambda count: f"{count:.0f}")),
-        ("processor time per MiB, in uploads of 256 KiB at 1000000 baud",
+        ("most boards at once, each at 95 % of the speed of one alone",
+         *cells("boards", "most boards", lambda count: f"{count:.0f}")),
+        ("processor time per MiB (four uploads of 256 KiB at 1000000 baud)",
          *cells("line 1000000", "processor time", lambda ms: f"{ms:.0f} ms")),
         ("memory per board", memory("each of"), memory("utility")),
-        ("and once", f"{float(supervisor) / KIB:.1f} MiB", ""),
+        ("memory of the supervisor", f"{float(supervisor) / KIB:.1f} MiB", "none"),
     ]
     return "".join(f"| {' | '.join(cells)} |\n" for cells in lines)
