@@ -223,7 +223,7 @@ void BoardRun::TakeTime() {
       TellToEnd(Reason::kDeadline, "the port was not open after " + InSeconds(kOpeningLimit));
       break;
     case State::kServing:
-      TellToEnd(Reason::kDeadline, "not done after " + InSeconds(assignment_.deadline));
+      TellToEnd(Reason::kDeadline, "not finished after " + InSeconds(assignment_.deadline));
       break;
     case State::kEnding:
       worker_->Signal(SIGKILL);

@@ -249,7 +249,8 @@ void RequireNothingLeft(const CLI::App& app) {
     left.erase(end_of_options);
   }
   if (!left.empty()) {
-    throw WrongCommandLine(left.front() + ": not understood; see " + app.get_name() + " --help");
+    throw WrongCommandLine(left.front() + ": unexpected argument; see " + app.get_name() +
+                           " --help");
   }
 }
 
@@ -265,7 +266,7 @@ void RequireAllThatIsNeeded(const Command& command, const CommandLine& line, boo
     throw WrongCommandLine("PORT is missing" + usage);
   }
   if (line.trace && line.log_folder.empty()) {
-    throw WrongCommandLine("--trace: needs --log-dir DIR, where the bytes are recorded");
+    throw WrongCommandLine("--trace: requires --log-dir DIR");
   }
 }
 

@@ -39,7 +39,7 @@ std::string EndOfProcess(int wait_status) {
            ::strsignal(signal) + ")";
   }
   if (WEXITSTATUS(wait_status) == 0) {
-    return "the process that served it was ended by another";
+    return "the process that served it was ended by another process";
   }
   return "the process that served it ended with status " + std::to_string(WEXITSTATUS(wait_status));
 }

@@ -80,9 +80,9 @@ void AddCount(CLI::App& app, const OptionText& option, std::uint32_t most,
 std::chrono::milliseconds ReadSeconds(const OptionText& option, const std::string& text) {
   const auto seconds = ReadNumber<double>(text);
   if (!seconds || *seconds > kMostSeconds) {
-    Refuse(
-        option, text,
-        "is not a number of seconds from 0 to " + std::to_string(kMostSeconds) + ", as 90 or 0.5");
+    Refuse(option, text,
+           "is not a number of seconds from 0 to " + std::to_string(kMostSeconds) +
+               ", such as 90 or 0.5");
   }
   // Rounded up, as 0 means something else.
   return std::chrono::ceil<std::chrono::milliseconds>(std::chrono::duration<double>(*seconds));

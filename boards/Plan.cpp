@@ -87,7 +87,7 @@ void ReadImage(const CommandLine& command_line, bootloadertms::ImageFile& image)
   const auto* content = reinterpret_cast<const char*>(image.GetContent());
   const std::string format = LooksLike({content, image.GetLength()});
   if (!format.empty()) {
-    Refuse(path + " looks like " + format + ", not a raw binary; --raw sends it all the same");
+    Refuse(path + " looks like " + format + ", not a raw binary; --raw sends it anyway");
   }
 }
 
@@ -97,8 +97,8 @@ void DescribeByRecord(const bootloadertms::ImageFile& image, Plan& plan) {
   try {
     bootloadertms::BuildPacketZero(image.GetLength(), infos);
   } catch (const std::runtime_error&) {
-    Refuse(std::string("the record is too long: F1, F2 and F3 may have ") + kRecordLimit +
-           " characters together");
+    Refuse(std::string("the record is too long: F1, F2 and F3 can have ") + kRecordLimit +
+           " characters in total");
   }
   plan.board = infos.GetF1();
   plan.application = infos.GetF2();
@@ -111,8 +111,8 @@ void DescribeByName(const bootloadertms::ImageFile& image, Plan& plan) {
     plan.application = board.GetApplicationName();
   } catch (const std::runtime_error&) {
     Refuse(plan.command_line.image +
-           ": its name has no board's key, as \"tv\" in fw_tv.bin; --record describes an image of "
-           "any name");
+           ": its name has no board key, such as \"tv\" in fw_tv.bin; --record describes an image "
+           "with any name");
   }
 }
 

@@ -46,7 +46,7 @@ void Watch::GoOn(Clock::time_point now) {
 void Watch::Interrupt(int times) {
   is_interrupted_ = true;
   if (times == 1 && std::ranges::any_of(Runs(), &BoardRun::IsServed)) {
-    display_.Announce("Finishing the boards in work; a second interrupt stops them");
+    display_.Announce("Finishing the boards in progress; a second interrupt stops them");
   } else if (times == 2) {
     InterruptAll();
   } else if (times > 2) {

@@ -105,7 +105,7 @@ std::string WaitingFor(const std::vector<std::string>& patterns) {
 }
 
 std::string Arrival(const BoardStatus& board) {
-  return board.is_left_alone ? "plugged in already, left alone" : "plugged in";
+  return board.is_left_alone ? "already plugged in, ignored" : "plugged in";
 }
 
 int Percent(const BoardStatus& board) {

@@ -53,10 +53,10 @@ std::string ParseHost(const std::string& name, std::string_view text) {
     Refuse(name, "no host");
   }
   if (text.find(':') != std::string_view::npos) {
-    Refuse(name, "an IPv6 address stands in brackets, tcp:[HOST]:PORT");
+    Refuse(name, "an IPv6 address needs brackets, tcp:[HOST]:PORT");
   }
   if (std::any_of(text.begin(), text.end(), [](char c) { return c == ' ' || IsControl(c); })) {
-    Refuse(name, "not the name of a host");
+    Refuse(name, "not a host name");
   }
   return std::string(text);
 }
@@ -66,7 +66,7 @@ std::uint16_t ParseNumber(const std::string& name, std::string_view text) {
   const char* const end = text.data() + text.size();
   const auto [stop, error] = std::from_chars(text.data(), end, number);
   if (error != std::errc() || stop != end || number == 0) {
-    Refuse(name, "the port number is not 1 to 65535");
+    Refuse(name, "the port number must be 1 to 65535");
   }
   return number;
 }

@@ -92,7 +92,7 @@ std::uint32_t TcpConnection::SetDevice(std::string device) {
 
 Borrowed TcpConnection::OpenDescriptor() {
   if (address_.addresses.empty()) {
-    throw NoConnection("the name leads nowhere");
+    throw NoConnection("the host is unknown");
   }
   const TimePoint end = std::chrono::steady_clock::now() + kLongestConnect;
   int error = 0;

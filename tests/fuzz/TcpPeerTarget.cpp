@@ -52,7 +52,7 @@ class Model {
 
   std::string Open(Milliseconds now, int addresses) {
     const Milliseconds end = now + 5s;
-    std::string cause = "the name leads nowhere";
+    std::string cause = "the host is unknown";
     for (int untried = addresses; untried > 0; --untried) {
       const Peer::Answer answer = peer_.Connect();
       int error = answer.at_once;

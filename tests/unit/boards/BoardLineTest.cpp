@@ -116,7 +116,7 @@ TEST(BoardLineTest, ABoardThatIsLeftAloneIsCalledSo) {
   BoardStatus board;
   board.port = "/dev/ttyUSB0";
   board.is_left_alone = true;
-  EXPECT_EQ(TextOf(board, 79), "/dev/ttyUSB0  plugged in already, left alone");
+  EXPECT_EQ(TextOf(board, 79), "/dev/ttyUSB0  already plugged in, ignored");
 }
 
 TEST(BoardLineTest, AResultInPlaceIsWrappedAndItsLongWordsAreCut) {

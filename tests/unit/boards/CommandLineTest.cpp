@@ -203,7 +203,7 @@ TEST(CommandLineTest, AMissingPartIsNamed) {
       {{"info"}, "PORT is missing; usage: kvo-boards info [OPTIONS] PORT..."},
       {{"watch", "fw_tv.bin"},
        "PATTERN is missing; usage: kvo-boards watch [OPTIONS] IMAGE PATTERN..."},
-      {{"info", "a", "--trace"}, "--trace: needs --log-dir DIR, where the bytes are recorded"},
+      {{"info", "a", "--trace"}, "--trace: requires --log-dir DIR"},
       {{"info", "a", "--jobs"}, "--jobs: must be followed by N"},
       {{"flash", "fw", "a", "--record", "A", "B"}, "--record: must be followed by F1 F2 F3"},
       {{"info", "a", "--log-dir="}, "--log-dir=: no value after the '='"},
@@ -225,7 +225,7 @@ TEST(CommandLineTest, WhatDoesNotExistIsNamed) {
       {{"flash", "fw_tv.bin", "a", "-1"}, "-1" + see},
       {{"flash", "---raw", "fw_tv.bin", "a"}, "---raw" + see},
       {{"info", "a", "--raw"}, "--raw: no such option; see kvo-boards info --help"},
-      {{"list", "--", "ttyUSB0"}, "ttyUSB0: not understood; see kvo-boards list --help"},
+      {{"list", "--", "ttyUSB0"}, "ttyUSB0: unexpected argument; see kvo-boards list --help"},
   });
 }
 
@@ -242,7 +242,7 @@ TEST(CommandLineTest, AWrongValueIsNamedWithWhatItMustBe) {
   const std::string no_attempts = " is not a whole number from 1 to 1000";
   const std::string no_answer = " is not a whole number from 1 to 25500";
   const std::string no_jobs = " is not a whole number from 1 to 1000000";
-  const std::string no_seconds = " is not a number of seconds from 0 to 1000000, as 90 or 0.5";
+  const std::string no_seconds = " is not a number of seconds from 0 to 1000000, such as 90 or 0.5";
   const std::string no_speed =
       " is not supported: must be 9600, 19200, 38400, 57600, 115200 or 1000000";
   ExpectWrongLines({

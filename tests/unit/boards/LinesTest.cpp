@@ -107,7 +107,7 @@ TEST(LinesTest, AWatchIsToldWithComingsAndGoingsAndTotalsAfterEachResult) {
   lines.Finish({2, 1, 1, 3.5});
   EXPECT_EQ(pipe.Take(),
             "Waiting for boards at /dev/serial/by-path/*, /dev/ttyACM?\n"
-            "/dev/ttyUSB1: plugged in already, left alone\n"
+            "/dev/ttyUSB1: already plugged in, ignored\n"
             "/dev/ttyUSB0: plugged in\n"
             "/dev/ttyUSB0: sending\n"
             "/dev/ttyUSB0: flashed in 3.4 s\n"

@@ -67,7 +67,7 @@ TEST_F(PlanTest, ARecordMustFitPacketZero) {
   EXPECT_EQ(MistakeIn(line), "no error");
   line.record.at(2) += "5";
   EXPECT_EQ(MistakeIn(line),
-            "the record is too long: F1, F2 and F3 may have 104 characters together");
+            "the record is too long: F1, F2 and F3 can have 104 characters in total");
 }
 
 TEST_F(PlanTest, AnImageThatCannotBeFlashedIsToldInOneLine) {
@@ -78,10 +78,10 @@ TEST_F(PlanTest, AnImageThatCannotBeFlashedIsToldInOneLine) {
   const std::string nameless = folder_.WriteFile("image_xx.bin", "x");
   const std::string missing = folder_.Path("a\nb_tv.bin");
   const std::vector<std::pair<std::string, std::string>> rows = {
-      {elf, elf + " looks like an ELF file, not a raw binary; --raw sends it all the same"},
+      {elf, elf + " looks like an ELF file, not a raw binary; --raw sends it anyway"},
       {empty, empty + " is empty"},
-      {nameless, nameless + ": its name has no board's key, as \"tv\" in fw_tv.bin; --record "
-                            "describes an image of any name"},
+      {nameless, nameless + ": its name has no board key, such as \"tv\" in fw_tv.bin; --record "
+                            "describes an image with any name"},
       {missing, "Unable to open file : " + folder_.Path("a\\x0ab_tv.bin")},
       {folder_.Path(""), "Unable to read file : " + folder_.Path("")},
   };

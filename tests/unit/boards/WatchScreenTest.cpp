@@ -146,7 +146,7 @@ TEST_F(WatchScreenTest, ResultsStandInBlockLettersAmongWhatIsBeingDone) {
 
 /dev/ttyUSB2  TRK4_R1  failed: block 3 of 10: the board has no valid
     application, flash it again
-/dev/ttyUSB3           plugged in already, left alone
+/dev/ttyUSB3           already plugged in, ignored
 1 flashed, 1 failed
 )");
 }

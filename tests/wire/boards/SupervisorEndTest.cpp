@@ -162,7 +162,7 @@ TEST_F(HangingWorkerTest, IsLeftToItselfAndItsPortGivenBack) {
   AddGoodBoard();
   assignments_.front().deadline = 500ms;
   EXPECT_EQ(Run(), 0);
-  ExpectFailed(0, Reason::kDeadline, "not done after 0.5 s" + kAtBlock17);
+  ExpectFailed(0, Reason::kDeadline, "not finished after 0.5 s" + kAtBlock17);
   EXPECT_EQ(notes_->given_back.at(0), 2);
   ExpectGood(1);
 }

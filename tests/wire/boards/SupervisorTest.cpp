@@ -69,7 +69,7 @@ TEST_F(SupervisorTest, ACrashIsToldAndItsPortGivenBack) {
                "the process that served it ended with status 1 before anything was sent");
   EXPECT_EQ(notes_->given_back.at(2), 1);
   ExpectFailed(3, Reason::kCrashed,
-               "the process that served it was ended by another before anything was sent");
+               "the process that served it was ended by another process before anything was sent");
   EXPECT_EQ(notes_->given_back.at(3), 0);
 }
 
@@ -81,7 +81,7 @@ TEST_F(SupervisorTest, ABoardThatExceedsItsDeadlineIsToldToEnd) {
   AddGoodBoard();
   assignments_.front().deadline = 300ms;
   EXPECT_EQ(Run(), 0);
-  ExpectFailed(0, Reason::kDeadline, "not done after 0.3 s" + kAtBlock17);
+  ExpectFailed(0, Reason::kDeadline, "not finished after 0.3 s" + kAtBlock17);
   EXPECT_TRUE(boards_.front().end->in_transfer);
   EXPECT_EQ(notes_->told_to_end.at(0), 1);
   EXPECT_EQ(notes_->given_back.at(0), 0);
@@ -93,7 +93,7 @@ TEST_F(SupervisorTest, AWorkerThatDoesNotEndIsKilledAndItsPortGivenBack) {
   AddBoard([](int, EventSender&) { Hang(); });
   assignments_.front().deadline = 1001ms;
   EXPECT_EQ(Run(), 0);
-  ExpectFailed(0, Reason::kDeadline, "not done after 1.001 s before anything was sent");
+  ExpectFailed(0, Reason::kDeadline, "not finished after 1.001 s before anything was sent");
   EXPECT_EQ(notes_->given_back.at(0), 1);
 }
 
@@ -245,7 +245,7 @@ TEST_F(SupervisorTest, AnAttemptBeginsWithNothingOfTheLast) {
   };
   EXPECT_EQ(Run(), 0);
   ExpectFailed(0, Reason::kCrashed,
-               "the process that served it was ended by another before anything was sent");
+               "the process that served it was ended by another process before anything was sent");
   EXPECT_EQ(boards_.front().attempt, 3);
 }
 

@@ -238,7 +238,7 @@ TEST_F(TcpConnectionTest, NobodyListeningIsUnreachable) {
 }
 
 TEST_F(TcpConnectionTest, ANameThatLeadsNowhereIsUnreachable) {
-  EXPECT_EQ(UnreachableText(ParsePort("tcp:nowhere:1")), "no connection: the name leads nowhere");
+  EXPECT_EQ(UnreachableText(ParsePort("tcp:nowhere:1")), "no connection: the host is unknown");
 }
 
 TEST_F(TcpConnectionTest, AnotherDeviceIsAnotherAddress) {

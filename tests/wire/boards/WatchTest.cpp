@@ -320,7 +320,8 @@ TEST_F(WatchTest, TheFirstInterruptBeginsNoMoreBoardsAndFinishesThoseInWork) {
   EXPECT_EQ(Run(), SIGINT);
   EXPECT_EQ(std::ranges::count(story_, "b gone"), 1);
   EXPECT_EQ(
-      std::ranges::count(story_, "Finishing the boards in work; a second interrupt stops them"), 1);
+      std::ranges::count(story_, "Finishing the boards in progress; a second interrupt stops them"),
+      1);
   EXPECT_EQ(std::ranges::count(story_, "b attempt 1"), 0);
   EXPECT_EQ(std::ranges::count(story_, "c attempt 1"), 0);
   ExpectTotals(1, 0);
@@ -346,7 +347,7 @@ TEST_F(WatchTest, TheSameSignalAtOnceAgainIsNoSecondInterrupt) {
     return EndOf(Outcome::kFlashed);
   };
   On("a attempt 1", Interrupt);
-  On("Finishing the boards in work; a second interrupt stops them", [this] {
+  On("Finishing the boards in progress; a second interrupt stops them", [this] {
     Interrupt();
     MakeFile("interrupted twice");
   });
