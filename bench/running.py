@@ -186,7 +186,7 @@ def patiently(action):
         try:
             return action()
         except Failure as failure:
-            print(f"\nbench: again, as it failed: {failure}", file=sys.stderr)
+            print(f"\nbench: repeating what failed: {failure}", file=sys.stderr)
     return action()
 
 
