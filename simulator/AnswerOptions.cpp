@@ -42,19 +42,20 @@ void AddGeneralAnswers(CLI::App& app, BoardSettings& board) {
   AnswerTable& answers = board.answers;
   AddRepeatable(app,
                 {"--answer", "CODE=TEXT",
-                 "What answers CODE, in place of all else that it would do; may be given again"},
+                 "The answer to CODE, in place of everything else that it would do; repeatable"},
                 [&answers](const std::string& text) { answers.Give(ParseGivenAnswer(text)); });
-  AddRepeatable(app, {"--unknown", "CODES", "Codes that the board does not know, as in hpV"},
-                [&answers](const std::string& codes) {
-                  if (codes.empty()) {
-                    throw std::invalid_argument("no code given");
-                  }
-                  answers.MakeUnknown(Unescape(codes));
-                });
   AddRepeatable(
       app,
-      {"--ask-again", "WORD@CODE[/TIMES]",
-       "Answer CODE with WORD first, TIMES times; may be given again"},
+      {"--unknown", "CODES", "Codes that the board does not know, for example hpV; repeatable"},
+      [&answers](const std::string& codes) {
+        if (codes.empty()) {
+          throw std::invalid_argument("no code given");
+        }
+        answers.MakeUnknown(Unescape(codes));
+      });
+  AddRepeatable(
+      app,
+      {"--ask-again", "WORD@CODE[/TIMES]", "Answer CODE with WORD first, TIMES times; repeatable"},
       [&board](const std::string& text) { board.ask_again.push_back(ParseAskAgain(text)); });
 }
 
@@ -80,13 +81,13 @@ void AddManner(CLI::App& app, TextManner& manner) {
       ->check(CLI::IsMember(LineEnds()));
   AddNumber(app,
             {"--answer-delay", "MS",
-             "How long each answer to a request takes; what comes meanwhile is read afterwards "
-             "(default: 0)"},
+             "How long each answer to a request takes; bytes that arrive meanwhile are read "
+             "afterwards (default: 0)"},
             0, kLongestTimeInMs,
             [&manner](std::uint32_t time) { manner.delay = std::chrono::milliseconds(time); });
   AddOption(app,
             {"--pieces", "N[:MS]",
-             "Send each answer in pieces of N bytes, with MS between them (default: whole; "
+             "Send each text in pieces of N bytes, with MS ms between them (default: whole; "
              "10 ms)"},
             [&manner](const std::string& text) { SetPieces(text, manner); });
 }
@@ -94,14 +95,14 @@ void AddManner(CLI::App& app, TextManner& manner) {
 }  // namespace
 
 const char* const kAnswerHelp =
-    R"(Answers: --answer [application:|bootloader:]CODE=TEXT, as often as wanted
+    R"(Answers: --answer [application:|bootloader:]CODE=TEXT, repeatable
 
-  CODE is one printable character or 0xHH. TEXT is sent exactly as given, no line end is
-  added; without TEXT there is no answer. It comes before the options for single answers
-  and before --unknown; of several answers to one code the last one counts.
-  In TEXT, CODES and WORD \r \n \0 \\ \xHH stand for the bytes that they name.
-  --ask-again WORD@CODE[/TIMES] sends WORD and a line end in place of the answer; TIMES is
-  a number or 'always', once if not given. Several for one code come one after the other.
+  CODE is one printable character or 0xHH. TEXT is sent exactly as given, without a line
+  end; an empty TEXT means no answer. It overrides the options for single answers and
+  --unknown; of several answers to one code the last one counts.
+  In TEXT, CODES and WORD, \r \n \0 \\ \xHH stand for the bytes that they name.
+  --ask-again WORD@CODE[/TIMES] sends WORD and a line end instead of the answer; TIMES is
+  a number or 'always', 1 by default. Several for one code are used in the order given.
   Examples: --answer '9=OK;\r\n' --answer bootloader:0=B --answer 0x41=
             --ask-again Cannot@s/2 --ask-again signature@application:b)";
 

@@ -18,16 +18,16 @@ std::optional<std::uint32_t> ReadLines(std::string_view text) {
 void AddCalibrationOptions(CLI::App& app, CalibrationSettings& calibration) {
   AddOption(app,
             {"--calibration-lines", "N",
-             "How many lines of progress come before the end of a calibration, or 'endless' "
+             "How many lines come before the end of a calibration, or 'endless' "
              "(default: 3)"},
             [&calibration](const std::string& text) { calibration.lines = ReadLines(text); });
   AddNumber(app,
-            {"--calibration-interval", "MS", "How long each of its lines takes (default: 200)"}, 1,
+            {"--calibration-interval", "MS", "The time before each of its lines (default: 200)"}, 1,
             kLongestTimeInMs, [&calibration](std::uint32_t time) {
               calibration.interval = std::chrono::milliseconds(time);
             });
   app.add_flag("--calibration-refused", calibration.refused,
-               "Leave the request to calibrate without an answer");
+               "Do not answer the request to calibrate");
 }
 
 }  // namespace kvo::boardsimulator

@@ -17,47 +17,48 @@ namespace {
 constexpr int kUsageError = 2;
 
 constexpr const char* kFaultHelp =
-    R"(Faults: --fault ACTION@PLACE[/TIMES], as often as wanted
+    R"(Faults: --fault ACTION@PLACE[/TIMES], repeatable
 
   PLACE, the moment of an upload at which the board answers:
     start        the 'C' that asks for packet 0
     packet0      packet 0
     block:N      data block N, counted from 1
     eot          the end of the file
-    closing      the empty packet at the very end
-    verdict      the judgement of the image, 'O' or 'E'
+    closing      the empty packet after the end of the file
+    verdict      the verdict on the image, 'O' or 'E'
   ACTION, what the board does then:
-    nak          sends NAK; the packet is not taken
-    c            sends 'C'; the packet is not taken
-    can          sends CAN CAN and ends the attempt
-    byte=HH      sends the byte HH (hexadecimal); the packet is not taken
-    silence      sends nothing; the packet is not taken
-    late=MS      takes the packet and sends the right answer after MS ms
-    lost-ack     takes the packet and leaves out the first byte of the answer
-    double-ack   takes the packet and sends the first byte of the answer twice
-    hangup       closes the pseudo-terminal; the program ends with status 0
-  TIMES: how often, a number or 'always'; once if not given.
+    nak          sends NAK, does not take the packet
+    c            sends 'C', does not take the packet; not at 'start'
+    can          sends CAN CAN; the upload is over
+    byte=HH      sends the byte HH (hexadecimal), does not take the packet
+    silence      sends nothing, does not take the packet
+    late=MS      takes the packet, sends the right answer after MS ms
+    lost-ack     takes the packet, omits the first byte of the answer
+    double-ack   takes the packet, sends the first byte of the answer twice
+    hangup       closes the pseudoterminal; the program exits with status 0
+  TIMES: how often, a number or 'always'; 1 by default.
 
-  At 'start' byte=HH and can go back to waiting for commands; after nak, silence and
-  lost-ack the board asks again a second later; c is not possible there. At 'verdict' the
-  image is in the flash file already; a packet that is not taken means that the application
-  stays invalid. Several faults at one place happen one after the other.
+  At 'start', 'byte=HH' and 'can' end the upload before it begins; after nak, silence
+  and lost-ack the board asks again a second later. At 'verdict' the image is already in
+  the flash file, but an action that does not take the packet leaves the application
+  invalid. Several faults at one place happen in the order given.
   Examples: --fault nak@block:3/2 --fault byte=46@start --fault silence@verdict/always)";
 
 void AddBoardOptions(CLI::App& app, BoardSettings& board) {
   const auto set_board = [&board](const std::string& key) { board.names = FindBoard(key).value(); };
-  AddOption(
-      app,
-      {"--board", "KEY", "The board to be, by the key in its images' file names (default: tv)"},
-      set_board)
+  AddOption(app,
+            {"--board", "KEY",
+             "Which board to simulate, by the key in its images' file names (default: tv)"},
+            set_board)
       ->check(CLI::IsMember(BoardKeys()));
   const auto set_state = [&board](const std::string& name) {
     board.state = name == "bootloader" ? BoardState::kBootloader : BoardState::kApplication;
   };
-  AddOption(app, {"--state", "STATE", "What runs at the start (default: application)"}, set_state)
+  AddOption(app, {"--state", "STATE", "The program that runs at the start (default: application)"},
+            set_state)
       ->check(CLI::IsMember({"application", "bootloader"}));
   app.add_option("--identification", board.identification,
-                 "Accept also images for this text, 'F1|F2|F3|', in place of the three names")
+                 "Also accept images for this text, 'F1|F2|F3|', instead of the board's names")
       ->type_name("TEXT");
 }
 
@@ -65,37 +66,36 @@ void AddTimeOptions(CLI::App& app, BoardSettings& board) {
   using std::chrono::milliseconds;
   AddNumber(app,
             {"--switch-time", "MS",
-             "How long a switch between application and bootloader takes; what arrives meanwhile "
-             "is lost (default: 200)"},
+             "How long a switch between application and bootloader takes; bytes that arrive "
+             "meanwhile are lost (default: 200)"},
             0, kLongestTimeInMs,
             [&board](std::uint32_t time) { board.switch_time = milliseconds(time); });
   AddNumber(app,
             {"--silence-time", "MS",
-             "How long a sender may be silent before the board gives up an upload (default: 3000)"},
+             "How long the host can be silent before the board gives up an upload (default: 3000)"},
             1, kLongestTimeInMs,
             [&board](std::uint32_t time) { board.times.silence = milliseconds(time); });
   AddNumber(app,
             {"--ping-silence", "N",
-             "Leave the first N pings after the start and after each switch without an answer "
-             "(default: 0)"},
+             "Do not answer the first N pings after the start and after each switch (default: 0)"},
             0, kLargestCount, [&board](std::uint32_t count) { board.silent_pings = count; });
 }
 
 void AddLineOptions(CLI::App& app, SimulatorOptions& options) {
   app.add_option("--link", options.link,
-                 "Make a symbolic link to the device here, and remove it at the end; a symbolic "
-                 "link that is there already is replaced")
+                 "Create a symbolic link to the device here, and remove it at the end; an existing "
+                 "symbolic link is replaced")
       ->type_name("PATH");
   app.add_option("--socket", options.socket,
-                 "Listen on a Unix socket here in place of a pseudo-terminal, for an emulated "
-                 "machine's serial port; a socket that is there already is replaced")
+                 "Listen on a Unix socket here instead of a pseudoterminal, for an emulated "
+                 "machine's serial port; an existing socket is replaced")
       ->type_name("PATH")
       ->excludes("--link");
   AddNumber(
       app,
       {"--line-rate", "BAUD",
-       "Pace both directions as a line of this rate, ten bits per byte (default: as fast as it "
-       "goes)"},
+       "Pace both directions like a line at this rate, ten bits per byte (default: as fast as "
+       "possible)"},
       1, kLargestCount, [&options](std::uint32_t rate) { options.line_rate = rate; });
   app.add_option("--flash", options.flash, "Write each good image to this file, before the verdict")
       ->type_name("FILE");
@@ -108,16 +108,16 @@ void AddConfigOption(CLI::App& app) {
   app.allow_config_extras(CLI::config_extras_mode::error);
   app.set_config(
          "--config", "",
-         "Read further options from this file, one name=value per line; those of the command "
-         "line come first")
+         "Read options from this file, one name=value per line; options on the command line "
+         "override the file")
       ->type_name("FILE");
 }
 
 void AddOptions(CLI::App& app, SimulatorOptions& options) {
   options.board.names = FindBoard("tv").value();
-  app.set_help_flag("--help", "Print this help and end");
+  app.set_help_flag("--help", "Print this help and exit");
   app.set_version_flag("--version", "kvo-board-simulator " KVO_BOARD_SIMULATOR_VERSION,
-                       "Print the version and end");
+                       "Print the version and exit");
   AddConfigOption(app);
   AddBoardOptions(app, options.board);
   AddTimeOptions(app, options.board);
@@ -125,7 +125,7 @@ void AddOptions(CLI::App& app, SimulatorOptions& options) {
   AddAnswerOptions(app, options.board);
   AddCalibrationOptions(app, options.board.calibration);
   AddRepeatable(
-      app, {"--fault", "FAULT", "Misbehave in an upload, see below; may be given again"},
+      app, {"--fault", "FAULT", "Misbehave in an upload, see below; repeatable"},
       [&options](const std::string& text) { options.faults.push_back(ParseFault(text)); });
   app.footer(std::string(kAnswerHelp) + "\n\n" + kFaultHelp);
 }
@@ -134,11 +134,9 @@ void AddOptions(CLI::App& app, SimulatorOptions& options) {
 
 CommandLine ReadCommandLine(int argument_count, const char* const* arguments) {
   CLI::App app(
-      "A simulated board on a pseudo-terminal. The first line on standard output is the path of "
-      "the device to open; SIGINT, SIGTERM and SIGHUP end the program. Exit status: 0 after such "
-      "an "
-      "end and after a hang-up that was asked for, 1 when something can't be done, 2 for arguments "
-      "that are wrong.",
+      "A simulated board on a pseudoterminal. The first line on standard output is the path of the "
+      "device to open; SIGINT, SIGTERM or SIGHUP ends the program. Exit status: 0 if ended by a "
+      "signal or by the fault hangup, 1 if something failed, 2 for a mistake in the arguments.",
       "kvo-board-simulator");
   CommandLine command_line;
   AddOptions(app, command_line.options);
