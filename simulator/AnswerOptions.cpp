@@ -42,7 +42,7 @@ void AddGeneralAnswers(CLI::App& app, BoardSettings& board) {
   AnswerTable& answers = board.answers;
   AddRepeatable(app,
                 {"--answer", "CODE=TEXT",
-                 "The answer to CODE, in place of everything else that it would do; repeatable"},
+                 "The answer to CODE, in place of everything that the board would do; repeatable"},
                 [&answers](const std::string& text) { answers.Give(ParseGivenAnswer(text)); });
   AddRepeatable(
       app,

@@ -22,8 +22,8 @@ void AddCalibrationOptions(CLI::App& app, CalibrationSettings& calibration) {
              "(default: 3)"},
             [&calibration](const std::string& text) { calibration.lines = ReadLines(text); });
   AddNumber(app,
-            {"--calibration-interval", "MS", "The time before each of its lines (default: 200)"}, 1,
-            kLongestTimeInMs, [&calibration](std::uint32_t time) {
+            {"--calibration-interval", "MS", "The time before each of these lines (default: 200)"},
+            1, kLongestTimeInMs, [&calibration](std::uint32_t time) {
               calibration.interval = std::chrono::milliseconds(time);
             });
   app.add_flag("--calibration-refused", calibration.refused,

@@ -22,7 +22,7 @@ constexpr std::chrono::milliseconds kHostCheckInterval{2};
 int OpenMaster() {
   const int master = ::posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
   if (master < 0) {
-    throw SystemFailure("cannot open a pseudo-terminal");
+    throw SystemFailure("cannot open a pseudoterminal");
   }
   return master;
 }
@@ -31,7 +31,7 @@ std::string PrepareSlave(int master) {
   std::array<char, 128> path{};
   if (::grantpt(master) != 0 || ::unlockpt(master) != 0 ||
       ::ptsname_r(master, path.data(), path.size()) != 0) {
-    throw SystemFailure("cannot prepare the pseudo-terminal");
+    throw SystemFailure("cannot prepare the pseudoterminal");
   }
   return path.data();
 }
@@ -75,7 +75,7 @@ std::size_t PseudoTerminal::ReadWhatIsThere(std::span<std::uint8_t> into) {
   if (errno == EIO || errno == EAGAIN || errno == EINTR) {
     return 0;
   }
-  throw SystemFailure("cannot read from the pseudo-terminal");
+  throw SystemFailure("cannot read from the pseudoterminal");
 }
 
 void PseudoTerminal::NoteThatHostIsGone() {
@@ -112,7 +112,7 @@ void PseudoTerminal::Write(std::span<const std::uint8_t> bytes) {
     } else if (count == 0 || errno == EIO || errno == EAGAIN) {
       return;  // the host has just gone or does not read: the bytes are lost
     } else if (errno != EINTR) {
-      throw SystemFailure("cannot write to the pseudo-terminal");
+      throw SystemFailure("cannot write to the pseudoterminal");
     }
   }
 }
